@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that the build, the test suite, the cross-target runs and the
+# real-radio testbed need. Idempotent: packages already present are left alone.
+# Usage: scripts/install-deps.sh [--with-testbed] [--with-cross]
+set -euo pipefail
+
+base=(build-essential cmake ninja-build pkg-config g++ clang clang-tidy clang-format
+      libclang-rt-14-dev llvm googletest libgtest-dev libgmock-dev libbenchmark-dev
+      libyaml-cpp-dev nlohmann-json3-dev python3 valgrind binutils abigail-tools)
+cross=(g++-arm-linux-gnueabihf g++-aarch64-linux-gnu qemu-user)
+testbed=(qemu-system-x86 wpasupplicant hostapd iw busybox-static kmod cpio socat)
+
+want=("${base[@]}")
+for a in "$@"; do
+  case "$a" in
+    --with-cross) want+=("${cross[@]}") ;;
+    --with-testbed) want+=("${testbed[@]}") ;;
+    --all) want+=("${cross[@]}" "${testbed[@]}") ;;
+    *) echo "unknown option: $a" >&2; exit 2 ;;
+  esac
+done
+
+missing=()
+for p in "${want[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+if [ ${#missing[@]} -eq 0 ]; then
+  echo "install-deps: all ${#want[@]} packages present"
+  exit 0
+fi
+SUDO=""
+[ "$(id -u)" -eq 0 ] || SUDO=sudo
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq
+$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
+echo "install-deps: installed ${missing[*]}"

@@ -1,0 +1,2 @@
+// PLACEHOLDER: replaced by the parsing-core work.
+#include "WifiParser.h"
