@@ -1,0 +1,191 @@
+#!/bin/sh
+# /init of the testbed VM (busybox sh). Brings up simulated radios with real access points and
+# stations, runs the simulator's live scenarios against them and writes everything to the 9p
+# share, then powers off. The host side (run.sh) judges the results.
+#
+# Radios (hwsim gives radio N the MAC 02:00:00:00:0N:00; all share one simulated medium):
+#   wlan0  station -> testbed-2g, P2P on (p2p-dev-wlan0, group owner p2p-wlan0-0)
+#   wlan1  station -> testbed-5g        wlan2  station -> testbed-he (SAE)
+#   wlan3  AP testbed-2g (2437)         wlan4  AP testbed-5g (5180)    wlan5  AP testbed-he (5745)
+#   wlan6  soft AP testbed-softap (2462), moved to its own network namespace and renamed wlan0
+#          there, its control socket in /data/vendor/wifi/hostapd/ctrl
+PATH=/usr/sbin:/usr/bin:/sbin:/bin
+export PATH
+
+SHARE=/mnt/share
+OUT=$SHARE/out
+LOGS=$OUT/logs
+CONF=/testbed/conf
+SOFTAP_CTRL=/data/vendor/wifi/hostapd/ctrl
+HOSTAPD_CLI_ANDROID="hostapd_cli -p $SOFTAP_CTRL -s $SOFTAP_CTRL -i wlan0"
+RADIOS=7
+AP_BSSIDS="02:00:00:00:03:00 02:00:00:00:04:00 02:00:00:00:05:00 02:00:00:00:06:00"
+
+now() { cut -d' ' -f1 /proc/uptime; }
+secs() { cut -d. -f1 /proc/uptime; }
+log() { echo "[$(now)] $*" | tee -a "$OUT/vm.log"; }
+
+# wait_for SECONDS DESCRIPTION COMMAND...: polls COMMAND until it succeeds.
+wait_for() {
+  limit=$(($(secs) + $1))
+  what=$2
+  shift 2
+  until "$@" >/dev/null 2>&1; do
+    if [ "$(secs)" -ge "$limit" ]; then
+      log "timeout: $what"
+      return 1
+    fi
+    sleep 0.2
+  done
+  log "ok: $what"
+}
+
+ap_enabled() { hostapd_cli -i "$1" status | grep -qx 'state=ENABLED'; }
+softap_enabled() { $HOSTAPD_CLI_ANDROID STATUS | grep -qx 'state=ENABLED'; }
+sta_completed() { wpa_cli -i "$1" status | grep -qx 'wpa_state=COMPLETED'; }
+has_netdev() { [ -e "/sys/class/net/$1" ]; }
+ns_has_netdev() { ip link show "$1"; }
+
+# scan_fresh IFACE SINCE: every access point of the testbed was seen by IFACE's scans at or
+# after SINCE (seconds of uptime).
+scan_fresh() {
+  elapsed=$(($(secs) - $2))
+  for bssid in $AP_BSSIDS; do
+    age=$(wpa_cli -i "$1" bss "$bssid" | sed -n 's/^age=//p')
+    [ -n "$age" ] && [ "$age" -le "$elapsed" ] || return 1
+  done
+}
+
+scan_and_wait() {
+  since=$(secs)
+  wpa_cli -i "$1" scan >/dev/null
+  wait_for 40 "$1 scan refreshed every access point" scan_fresh "$1" "$since"
+}
+
+# capture NAME COMMAND...: the command's unedited output into truth/NAME.txt.
+capture() {
+  name=$1
+  shift
+  "$@" >"$OUT/truth/$name.txt" 2>&1
+  log "captured $name.txt (rc=$?): $*"
+}
+
+# The soft AP's side, run through `unshare -n` in a fresh network namespace.
+softap_main() {
+  echo $$ >/run/softap.pid
+  limit=$(($(secs) + 30))
+  until ns_has_netdev wlan6 >/dev/null 2>&1; do
+    [ "$(secs)" -ge "$limit" ] && exit 1
+    sleep 0.1
+  done
+  ip link set lo up
+  ip link set wlan6 name wlan0
+  mkdir -p "$SOFTAP_CTRL"
+  exec hostapd -t -f "$LOGS/hostapd-softap.log" "$CONF/hostapd-softap.conf"
+}
+
+mount_all() {
+  mount -t proc proc /proc
+  mount -t sysfs sysfs /sys
+  mount -t devtmpfs devtmpfs /dev
+  mount -t tmpfs tmpfs /tmp
+  mount -t tmpfs tmpfs /run
+  modprobe virtio_pci && modprobe virtio_rng && modprobe 9pnet_virtio && modprobe 9p &&
+    mount -t 9p -o trans=virtio,version=9p2000.L,msize=262144 share "$SHARE"
+}
+
+start_radios() {
+  modprobe mac80211_hwsim radios=$RADIOS || return 1
+  wait_for 20 "hwsim radios" has_netdev wlan$((RADIOS - 1)) || return 1
+  iw reg set US
+  # unshare execs the shell, so the pid it writes is the namespace holder; the radio moves only
+  # once the namespace exists.
+  unshare -n /init softap &
+  wait_for 10 "soft AP namespace" test -s /run/softap.pid || return 1
+  phy=$(cat /sys/class/net/wlan6/phy80211/name)
+  iw phy "$phy" set netns "$(cat /run/softap.pid)" || return 1
+  log "soft AP radio $phy moved to namespace of pid $(cat /run/softap.pid)"
+}
+
+start_daemons() {
+  hostapd -B -t -P /run/hostapd.pid -f "$LOGS/hostapd.log" \
+    "$CONF/hostapd-2g.conf" "$CONF/hostapd-5g.conf" "$CONF/hostapd-he.conf" || return 1
+  wpa_supplicant -B -t -D nl80211 -i wlan0 -c "$CONF/wpa_supplicant-sta.conf" \
+    -f "$LOGS/wpa_supplicant-wlan0.log" || return 1
+  wpa_supplicant -B -t -D nl80211 -i wlan1 -c "$CONF/wpa_supplicant-sta5.conf" \
+    -f "$LOGS/wpa_supplicant-wlan1.log" || return 1
+  wpa_supplicant -B -t -D nl80211 -i wlan2 -c "$CONF/wpa_supplicant-sta-he.conf" \
+    -f "$LOGS/wpa_supplicant-wlan2.log" || return 1
+  for ap in wlan3 wlan4 wlan5; do wait_for 30 "AP $ap ENABLED" ap_enabled $ap || return 1; done
+  wait_for 30 "soft AP wlan0 ENABLED at $SOFTAP_CTRL" softap_enabled || return 1
+  # The group owner first: wpa_supplicant holds station scans back for about 10 s after a group
+  # starts without a client, and that wait then overlaps the other stations' connecting.
+  wait_for 60 "STA wlan0 COMPLETED" sta_completed wlan0 || return 1
+  capture p2p-group-add wpa_cli -i wlan0 p2p_group_add
+  wait_for 30 "P2P GO p2p-wlan0-0 COMPLETED" sta_completed p2p-wlan0-0 || return 1
+  for sta in wlan1 wlan2; do
+    wait_for 60 "STA $sta COMPLETED" sta_completed $sta || return 1
+  done
+}
+
+# What the daemons say, for the host-side checks to compare the plug-in's reports with.
+capture_truth() {
+  tag=$1
+  capture "$tag-sta-status" wpa_cli -i wlan0 status
+  capture "$tag-sta-signal-poll" wpa_cli -i wlan0 signal_poll
+  capture "$tag-sta-scan-results" wpa_cli -i wlan0 scan_results
+  for bssid in $(awk 'NR > 1 { print $1 }' "$OUT/truth/$tag-sta-scan-results.txt"); do
+    capture "$tag-sta-bss-$bssid" wpa_cli -i wlan0 bss "$bssid"
+  done
+  capture "$tag-softap-status" $HOSTAPD_CLI_ANDROID STATUS
+  capture "$tag-p2p-status" wpa_cli -i p2p-wlan0-0 status
+  for ap in wlan3 wlan4 wlan5; do capture "$tag-ap-status-$ap" hostapd_cli -i $ap status; done
+}
+
+run_scenarios() {
+  for yaml in "$SHARE"/in/scenarios/*.yaml; do
+    [ -e "$yaml" ] || continue
+    name=$(basename "$yaml" .yaml)
+    log "scenario $name: start"
+    LD_LIBRARY_PATH=/opt/ylm timeout 180 /opt/ylm/ylm-sim "$yaml" --json --live \
+      --lib /opt/ylm/libylm.so --ctrl-dir /var/run/wpa_supplicant --iface wlan0 \
+      --p2p-iface p2p-wlan0-0 >"$OUT/scenarios/$name.jsonl" 2>"$OUT/scenarios/$name.stderr"
+    rc=$?
+    echo "$rc" >"$OUT/scenarios/$name.rc"
+    log "scenario $name: exit $rc, $(wc -l <"$OUT/scenarios/$name.jsonl") DSD messages"
+  done
+}
+
+finish() {
+  dmesg >"$LOGS/dmesg.txt"
+  iw dev >"$LOGS/iw-dev.txt" 2>&1
+  iw reg get >"$LOGS/iw-reg.txt" 2>&1
+  uname -a >"$LOGS/versions.txt"
+  wpa_supplicant -v | head -1 >>"$LOGS/versions.txt"
+  hostapd -v 2>&1 | head -1 >>"$LOGS/versions.txt"
+  echo "$1" >"$OUT/result"
+  log "result: $1; poweroff at $(now)s"
+  sync
+  poweroff -f
+}
+
+main() {
+  if ! mount_all; then
+    echo "testbed-init: cannot mount the share"
+    poweroff -f
+  fi
+  mkdir -p "$LOGS" "$OUT/truth" "$OUT/scenarios"
+  log "testbed up; kernel $(uname -r)"
+  start_radios || finish "FAIL: radios"
+  start_daemons || finish "FAIL: daemons"
+  scan_and_wait wlan0 || finish "FAIL: scan"
+  capture_truth pre
+  run_scenarios
+  capture_truth post
+  finish "PASS"
+}
+
+case "$1" in
+softap) softap_main ;;
+*) main ;;
+esac
