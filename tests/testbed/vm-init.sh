@@ -128,7 +128,8 @@ start_daemons() {
   done
 }
 
-# What the daemons say, for the host-side checks to compare the plug-in's reports with.
+# What the daemons say, for the host-side checks to compare the plug-in's reports with: before
+# the scenarios (tag "pre") and after each one (tagged with its name).
 capture_truth() {
   tag=$1
   capture "$tag-sta-status" wpa_cli -i wlan0 status
@@ -153,6 +154,8 @@ run_scenarios() {
     rc=$?
     echo "$rc" >"$OUT/scenarios/$name.rc"
     log "scenario $name: exit $rc, $(wc -l <"$OUT/scenarios/$name.jsonl") DSD messages"
+    # Right away, before any other scan can refresh the station's view of the access points.
+    capture_truth "$name"
   done
 }
 
@@ -181,7 +184,6 @@ main() {
   scan_and_wait wlan0 || finish "FAIL: scan"
   capture_truth pre
   run_scenarios
-  capture_truth post
   finish "PASS"
 }
 
