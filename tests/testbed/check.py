@@ -213,6 +213,14 @@ def check_default_profile(msgs, truth, res):
         res.equal(p2p[field], want, "P2P " + field)
 
 
+TRUTH_SHOWN = [
+    ("sta-status", "wpa_cli -i wlan0 status"),
+    ("sta-signal-poll", "wpa_cli -i wlan0 signal_poll"),
+    ("sta-scan-results", "wpa_cli -i wlan0 scan_results"),
+    ("softap-status", "hostapd_cli -p /data/vendor/wifi/hostapd/ctrl -s ... -i wlan0 STATUS"),
+    ("p2p-status", "wpa_cli -i p2p-wlan0-0 status"),
+]
+
 CHECKS = {
     "1-connected": check_connected,
     "2-scan-any": check_scan_any,
@@ -261,9 +269,10 @@ def run(out):
             print("  - " + p)
         show("the plug-in's DSD messages", base + ".jsonl")
         show("ylm-sim stderr (last 80 lines)", base + ".stderr", 80)
-        for log in ("wpa_supplicant-wlan0.log", "hostapd.log", "hostapd-softap.log"):
-            show("daemon log " + log, os.path.join(out, "logs", log), 40)
-        show("daemon reply: wpa_cli -i wlan0 scan_results", truth.path("sta-scan-results"))
+        for log in ("wpa_supplicant-wlan0.log", "hostapd-softap.log", "hostapd.log"):
+            show("daemon log " + log, os.path.join(out, "logs", log), 60)
+        for name, cmd in TRUTH_SHOWN:
+            show("daemon reply: " + cmd, truth.path(name))
     if not names:
         failed += 1
         print("testbed: FAIL no scenario output")

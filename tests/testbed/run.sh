@@ -29,6 +29,7 @@ cache=$here/cache
 work=$build/testbed
 start=$(date +%s)
 vm_timeout=${TESTBED_VM_TIMEOUT:-420}
+qemu=${TESTBED_QEMU:-qemu-system-x86_64}
 
 say() { echo "testbed: $*"; }
 die() { echo "testbed: FAILED: $*" >&2; exit 1; }
@@ -39,13 +40,13 @@ skip() {
 
 ensure_tools() {
   "$root/scripts/install-deps.sh" --with-testbed || say "warning: installing the testbed packages failed"
-  command -v qemu-system-x86_64 >/dev/null || skip "qemu-system-x86_64 is not installed"
+  command -v "$qemu" >/dev/null || skip "$qemu is not installed"
   # A VM that cannot even be created (no TCG, no memory, sandbox refusing it) is a property of
   # the machine, not of the plug-in.
   local rc=0
-  timeout 5 qemu-system-x86_64 -machine q35,accel=tcg -m 64 -nodefaults -display none -S \
+  timeout 3 "$qemu" -machine q35,accel=tcg -m 64 -nodefaults -display none -S \
     </dev/null >/dev/null 2>"$work/qemu-probe.err" || rc=$?
-  [ "$rc" -eq 124 ] || skip "qemu cannot start here: $(head -c 300 "$work/qemu-probe.err")"
+  [ "$rc" -eq 124 ] || skip "qemu cannot start here (exit status $rc): $(head -c 300 "$work/qemu-probe.err")"
   local t
   for t in wpa_supplicant wpa_cli hostapd hostapd_cli iw; do
     [ -x "/usr/sbin/$t" ] || die "/usr/sbin/$t missing after installing the testbed packages"
@@ -87,6 +88,9 @@ prepare_kernel() {
   kdir=$cache/kernel/$kpkg
   regdir=$cache/regdb
   if [ ! -e "$kdir/lib/modules/$kver/modules.dep" ]; then
+    # A newer kernel replaces the cached one.
+    find "$cache/kernel" -mindepth 1 -maxdepth 1 -not -name "$kpkg" -exec rm -rf {} +
+    find "$cache/debs" -name 'linux-image-*.deb' -not -name "${kpkg}_*" -delete
     fetch_deb "$kpkg"
     rm -rf "$kdir"
     dpkg -x "$cache/debs/${kpkg}"_*.deb "$kdir"
@@ -119,8 +123,12 @@ prepare_base() {
   fi
 }
 
-find_built() { # NAME: the newest regular file of that name under the build directory
-  find "$build" -name "$1" -type f -not -path '*/testbed/*' -printf '%T@ %p\n' 2>/dev/null |
+find_built() { # PATH NAME: PATH under the build directory, else the newest file called NAME there
+  if [ -f "$build/$1" ]; then
+    echo "$build/$1"
+    return
+  fi
+  find "$build" -name "$2" -type f -not -path "$work/*" -printf '%T@ %p\n' 2>/dev/null |
     sort -n | tail -1 | cut -d' ' -f2-
 }
 
@@ -133,9 +141,9 @@ build_overlay() {
   install -m 755 "$here/vm-init.sh" "$ov/init"
   cp "$here"/conf/*.conf "$ov/testbed/conf/"
   if [ "$probe" -eq 0 ]; then
-    sim=$(find_built ylm-sim)
-    libylm=$(find_built libylm.so)
-    libvor=$(find_built libvor.so)
+    sim=$(find_built tools/ylm-sim ylm-sim)
+    libylm=$(find_built libylm.so libylm.so)
+    libvor=$(find_built emu/libvor.so libvor.so)
     [ -n "$sim" ] || die "ylm-sim not found under $build (configure with -DYLM_BUILD_TOOLS=ON)"
     [ -n "$libylm" ] && [ -n "$libvor" ] || die "libylm.so or libvor.so not found under $build"
     for f in "$sim" "$libylm" "$libvor"; do
@@ -164,7 +172,7 @@ boot_vm() {
   local t0 rc=0
   t0=$(date +%s)
   set +e
-  timeout "$vm_timeout" qemu-system-x86_64 -machine q35,accel=tcg -cpu max -smp 2 -m 1024 \
+  timeout "$vm_timeout" "$qemu" -machine q35,accel=tcg -cpu max -smp 2 -m 1024 \
     -nographic -no-reboot -nic none \
     -kernel "$kdir/boot/vmlinuz-$kver" -initrd "$work/initrd.cpio" \
     -append "console=ttyS0 panic=-1 quiet loglevel=4 cfg80211.ieee80211_regdom=US" \

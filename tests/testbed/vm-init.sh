@@ -81,7 +81,7 @@ softap_main() {
   ip link set lo up
   ip link set wlan6 name wlan0
   mkdir -p "$SOFTAP_CTRL"
-  exec hostapd -t -f "$LOGS/hostapd-softap.log" "$CONF/hostapd-softap.conf"
+  exec hostapd -d -t -f "$LOGS/hostapd-softap.log" "$CONF/hostapd-softap.conf"
 }
 
 mount_all() {
@@ -110,7 +110,8 @@ start_radios() {
 start_daemons() {
   hostapd -B -t -P /run/hostapd.pid -f "$LOGS/hostapd.log" \
     "$CONF/hostapd-2g.conf" "$CONF/hostapd-5g.conf" "$CONF/hostapd-he.conf" || return 1
-  wpa_supplicant -B -t -D nl80211 -i wlan0 -c "$CONF/wpa_supplicant-sta.conf" \
+  # Debug level for the station the plug-in talks to, so its log shows every command it got.
+  wpa_supplicant -B -d -t -D nl80211 -i wlan0 -c "$CONF/wpa_supplicant-sta.conf" \
     -f "$LOGS/wpa_supplicant-wlan0.log" || return 1
   wpa_supplicant -B -t -D nl80211 -i wlan1 -c "$CONF/wpa_supplicant-sta5.conf" \
     -f "$LOGS/wpa_supplicant-wlan1.log" || return 1
@@ -148,7 +149,7 @@ run_scenarios() {
     [ -e "$yaml" ] || continue
     name=$(basename "$yaml" .yaml)
     log "scenario $name: start"
-    LD_LIBRARY_PATH=/opt/ylm timeout 180 /opt/ylm/ylm-sim "$yaml" --json --live \
+    LD_LIBRARY_PATH=/opt/ylm timeout 180 /opt/ylm/ylm-sim "$yaml" --json --live --log-level 1 \
       --lib /opt/ylm/libylm.so --ctrl-dir /var/run/wpa_supplicant --iface wlan0 \
       --p2p-iface p2p-wlan0-0 >"$OUT/scenarios/$name.jsonl" 2>"$OUT/scenarios/$name.stderr"
     rc=$?
