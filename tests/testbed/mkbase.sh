@@ -47,7 +47,7 @@ want=(mac80211_hwsim 9pnet_virtio 9p virtio_pci virtio_rng)
     grep -E "/${m//_/[-_]}\.ko:" "$kroot/$mdir/modules.dep"
   done
   grep -E '^kernel/(crypto|arch/x86/crypto|lib/crypto)/' "$kroot/$mdir/modules.dep"
-} | tr ' :' '\n\n' | sed '/^$/d' | sort -u | while read -r ko; do
+} | sed 's/[: ]\+/\n/g' | sed '/^$/d' | sort -u | while read -r ko; do
   mkdir -p "$stage/$mdir/$(dirname "$ko")"
   cp "$kroot/$mdir/$ko" "$stage/$mdir/$ko"
 done

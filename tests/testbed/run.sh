@@ -67,7 +67,8 @@ kernel_package() {
       sed -n 's/^ *Depends: \(linux-image-[0-9.]*-[0-9]*-amd64\)$/\1/p' | head -1)
   fi
   if [ -z "$name" ]; then # offline: the newest one already in the cache
-    name=$(ls -d "$cache"/kernel/linux-image-* 2>/dev/null | sort -V | tail -1 | xargs -r basename)
+    name=$(find "$cache/kernel" -mindepth 1 -maxdepth 1 -name 'linux-image-*' -printf '%f\n' \
+      2>/dev/null | sort -V | tail -1)
   fi
   [ -n "$name" ] || die "no linux-image-*-amd64 package offered by apt and none cached"
   echo "$name"
@@ -110,7 +111,7 @@ prepare_base() {
   key=$(
     {
       echo "$kpkg"
-      ls "$cache/debs/"wireless-regdb_*.deb | xargs -n1 basename
+      find "$cache/debs" -name 'wireless-regdb_*.deb' -printf '%f\n' | sort
       dpkg-query -W -f='${Package}=${Version}\n' wpasupplicant hostapd iw busybox-static socat kmod
       sha256sum "$here/mkbase.sh"
     } | sha256sum | cut -c1-16
@@ -145,7 +146,9 @@ build_overlay() {
     libylm=$(find_built libylm.so libylm.so)
     libvor=$(find_built emu/libvor.so libvor.so)
     [ -n "$sim" ] || die "ylm-sim not found under $build (configure with -DYLM_BUILD_TOOLS=ON)"
-    [ -n "$libylm" ] && [ -n "$libvor" ] || die "libylm.so or libvor.so not found under $build"
+    if [ -z "$libylm" ] || [ -z "$libvor" ]; then
+      die "libylm.so or libvor.so not found under $build"
+    fi
     for f in "$sim" "$libylm" "$libvor"; do
       cp -L "$f" "$ov/opt/ylm/"
       ldd "$f" | awk '{for (i = 1; i <= NF; i++) if ($i ~ /^\//) print $i}' | while read -r lib; do

@@ -17,7 +17,6 @@ OUT=$SHARE/out
 LOGS=$OUT/logs
 CONF=/testbed/conf
 SOFTAP_CTRL=/data/vendor/wifi/hostapd/ctrl
-HOSTAPD_CLI_ANDROID="hostapd_cli -p $SOFTAP_CTRL -s $SOFTAP_CTRL -i wlan0"
 RADIOS=7
 AP_BSSIDS="02:00:00:00:03:00 02:00:00:00:04:00 02:00:00:00:05:00 02:00:00:00:06:00"
 
@@ -41,7 +40,9 @@ wait_for() {
 }
 
 ap_enabled() { hostapd_cli -i "$1" status | grep -qx 'state=ENABLED'; }
-softap_enabled() { $HOSTAPD_CLI_ANDROID STATUS | grep -qx 'state=ENABLED'; }
+# hostapd_cli exactly as the plug-in runs it on a handset.
+softap_cli() { hostapd_cli -p "$SOFTAP_CTRL" -s "$SOFTAP_CTRL" -i wlan0 "$@"; }
+softap_enabled() { softap_cli STATUS | grep -qx 'state=ENABLED'; }
 sta_completed() { wpa_cli -i "$1" status | grep -qx 'wpa_state=COMPLETED'; }
 has_netdev() { [ -e "/sys/class/net/$1" ]; }
 ns_has_netdev() { ip link show "$1"; }
@@ -136,10 +137,10 @@ capture_truth() {
   capture "$tag-sta-status" wpa_cli -i wlan0 status
   capture "$tag-sta-signal-poll" wpa_cli -i wlan0 signal_poll
   capture "$tag-sta-scan-results" wpa_cli -i wlan0 scan_results
-  for bssid in $(awk 'NR > 1 { print $1 }' "$OUT/truth/$tag-sta-scan-results.txt"); do
+  awk 'NR > 1 { print $1 }' "$OUT/truth/$tag-sta-scan-results.txt" | while read -r bssid; do
     capture "$tag-sta-bss-$bssid" wpa_cli -i wlan0 bss "$bssid"
   done
-  capture "$tag-softap-status" $HOSTAPD_CLI_ANDROID STATUS
+  capture "$tag-softap-status" softap_cli STATUS
   capture "$tag-p2p-status" wpa_cli -i p2p-wlan0-0 status
   for ap in wlan3 wlan4 wlan5; do capture "$tag-ap-status-$ap" hostapd_cli -i $ap status; done
 }
