@@ -4,8 +4,9 @@
 # scenarios in it against those daemons, and checks the plug-in's DSD messages against what the
 # daemons say.
 #
-# Usage: tests/testbed/run.sh [BUILD_DIR] [--probe] [--keep]
-#   BUILD_DIR  a build with the simulator (default: build/default)
+# Usage: tests/testbed/run.sh [BUILD_DIR] [--probe]
+#   BUILD_DIR  a build with the simulator (default: build/default); ASAN_OPTIONS, UBSAN_OPTIONS
+#              and LSAN_OPTIONS are passed on to the simulator in the VM
 #   --probe    boot and bring the daemons up, capture their replies, run no scenario
 # Exits 0 when every scenario passes, and also (printing SKIPPED) when qemu cannot run here at all.
 set -euo pipefail
@@ -168,6 +169,11 @@ prepare_share() {
   if [ "$probe" -eq 0 ]; then
     cp "$here"/scenarios/*.yaml "$work/share/in/scenarios/"
   fi
+  # A sanitizer build is judged with the caller's sanitizer settings.
+  local v
+  for v in ASAN_OPTIONS UBSAN_OPTIONS LSAN_OPTIONS; do
+    [ -z "${!v:-}" ] || printf "export %s='%s'\n" "$v" "${!v}" >>"$work/share/in/env"
+  done
 }
 
 boot_vm() {
@@ -211,7 +217,7 @@ main() {
   boot_vm
   local result
   result=$(cat "$work/share/out/result" 2>/dev/null || echo "no result (VM did not finish)")
-  if [ "$result" != PASS ]; then
+  if [ "$result" != DONE ]; then
     report_vm_failure
     die "VM: $result"
   fi

@@ -146,6 +146,10 @@ capture_truth() {
 }
 
 run_scenarios() {
+  if [ -f "$SHARE/in/env" ]; then
+    # shellcheck disable=SC1091 # written by run.sh
+    . "$SHARE/in/env"
+  fi
   for yaml in "$SHARE"/in/scenarios/*.yaml; do
     [ -e "$yaml" ] || continue
     name=$(basename "$yaml" .yaml)
@@ -186,7 +190,7 @@ main() {
   scan_and_wait wlan0 || finish "FAIL: scan"
   capture_truth pre
   run_scenarios
-  finish "PASS"
+  finish "DONE"
 }
 
 case "$1" in
