@@ -195,10 +195,9 @@ boot_vm() {
   [ "$rc" -ne 124 ] || say "the VM did not power off within ${vm_timeout}s"
 }
 
+# The console went by above (and is in console.log); the daemons' logs tell why they did not come up.
 report_vm_failure() {
   local f
-  echo "===== VM console =====" >&2
-  cat "$work/console.log" >&2 || true
   for f in "$work"/share/out/logs/*.log; do
     [ -e "$f" ] || continue
     echo "===== $(basename "$f") =====" >&2
