@@ -1,5 +1,7 @@
 // The manager's quality-profile commands: init, mask, default profile, and their registry entries.
+#include <algorithm>
 #include <climits>
+#include <memory>
 
 #include "CasProxy.h"
 #include "EmuFixture.h"
@@ -34,16 +36,22 @@ class ProfileCommandsTest : public ylmtest::EmuTest {
         ind.meas_id = measId;
         return ind;
     }
-    void init(int32_t p, uint64_t measId = 7, bool measValid = true) {
+    void init(int32_t p, uint64_t measId = 7, bool measValid = true, size_t client = 0) {
         auto ind = initInd(p, measId, measValid);
-        mgr->wqeProfileInit(engine().dsd(), ind);
+        mgr->wqeProfileInit(engine().dsd(client), ind);
     }
-    void mask(uint64_t bits, uint64_t measId = 7, bool measValid = true) {
+    void mask(uint64_t bits, uint64_t measId = 7, bool measValid = true, size_t client = 0) {
         dsd_wqe_profile_type_ind_msg_v01 ind{};
         ind.profile_type_mask = bits;
         ind.meas_id_valid = measValid ? 1 : 0;
         ind.meas_id = measId;
-        mgr->setWqeProfile(engine().dsd(), ind);
+        mgr->setWqeProfile(engine().dsd(client), ind);
+    }
+    bool startRaw(int32_t measId, size_t client) {
+        auto ind = std::make_unique<dsd_start_wifi_meas_ind_msg_v01>();
+        ind->meas_id = measId;
+        ind->meas_param_mask = 1;  // RSSI, no SSID list: a scan measurement
+        return mgr->startWifiMeasurement(engine().dsd(client), *ind);
     }
     // -1 when absent, else the entry's state.
     int state(int32_t p, uint64_t measId = 7) const {
@@ -239,6 +247,37 @@ TEST_F(ProfileCommandsTest, DefaultProfileIsCreatedOncePerClient) {
         EXPECT_EQ(regs[i].cb, &WifiMeasurementRequest::CasProxy::updateWifiStatus);
     }
     EXPECT_EQ(stateCtx, (std::vector<void*>{regs[0].ctx, regs[1].ctx}));
+}
+
+TEST_F(ProfileCommandsTest, StopAllKeepsTheDefaultProfileAndOtherClients) {
+    for (size_t client : {0U, 1U}) {
+        ASSERT_TRUE(startRaw(7, client));
+        init(4, 7, true, client);
+        init(36, 7, true, client);
+        mask(1ULL << 32, 7, true, client);  // 4 started, 36 stopped again
+        init(36, 7, true, client);          // and created anew
+        mgr->createDefaultProfile(engine().dsd(client));
+    }
+    ASSERT_TRUE(startRaw(-1, 0));
+    ASSERT_EQ(mgr->requests().size(), 9U);
+    const size_t callsBefore = engine().casCalls.size();
+
+    mgr->stopAllRequests(engine().dsd(0));
+    std::vector<std::pair<size_t, int32_t>> left;
+    for (const auto& [key, info] : mgr->requests()) {
+        left.emplace_back(key.dsd == engine().dsd(0) ? 0 : 1, key.profileType);
+    }
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(left, (std::vector<std::pair<size_t, int32_t>>{
+                        {0, 0}, {1, 0}, {1, 4}, {1, 36}, {1, TpxWifiClientMgr::kRawProfileType}}));
+    // Client 0's two profiles were taken back from the service, nothing else.
+    std::vector<std::string> dereg;
+    for (size_t i = callsBefore; i < engine().casCalls.size(); ++i) {
+        dereg.push_back(engine().casCalls[i].name);
+        EXPECT_EQ(engine().casCalls[i].kind, CasCall::DeregisterNoninternet);
+    }
+    EXPECT_EQ(dereg, (std::vector<std::string>{"profile4", "dynamic"}));
+    EXPECT_EQ(engine().liveNotificationRegistrations().size(), 3U);
 }
 
 TEST(ProfileCommandsBeforeLinks, IndicationsAreRefused) {
