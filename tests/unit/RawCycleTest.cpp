@@ -1,0 +1,231 @@
+// The measurement cycle: mode choice, timers, smoothing, stop, and the callbacks' guards.
+#include <memory>
+
+#include "EmuFixture.h"
+#include "RawMeasurement.h"
+#include "RawTestSupport.h"
+#include "WifiInfoProvider.h"
+
+namespace {
+
+using Raw = WifiMeasurementRequest::RawMeasurement;
+using ylmtest::indication;
+constexpr const char* kFile = "src/RawMeasurement";
+
+class RawCycleTest : public ylmtest::EmuTest {
+  protected:
+    void SetUp() override {
+        EmuTest::SetUp();
+        provider = WifiInfoProvider::getInstance();
+        provider->initializeLinks(engine().supplicant());
+        engine().supplicantEvents.clear();
+    }
+    std::unique_ptr<Raw> make(const dsd_start_wifi_meas_ind_msg_v01& ind) {
+        return std::make_unique<Raw>(*engine().dsd(), *engine().com(), *engine().timer(),
+                                     *engine().supplicant(), *provider, ind, nullptr);
+    }
+    // A started measurement, with alpha set when given.
+    std::unique_ptr<Raw> connected(float alpha = 0) {
+        auto ind = indication(1, 1, {{"", {}}});
+        ind.alpha_valid = alpha > 0 ? 1 : 0;
+        ind.alpha = alpha;
+        auto raw = make(ind);
+        EXPECT_TRUE(raw->startMeasurement());
+        return raw;
+    }
+    std::vector<int64_t> periods() const {
+        std::vector<int64_t> out;
+        for (const auto& t : emu::Engine::instance().timers) {
+            out.push_back(t.period);
+        }
+        return out;
+    }
+    WifiInfoProvider* provider = nullptr;
+};
+
+TEST_F(RawCycleTest, SmoothingRoundsEachProductToSingleAndTruncatesTowardZero) {
+    const struct {
+        float alpha;
+        std::vector<int16_t> samples;
+        int16_t average;
+    } cases[] = {
+        {0.9F, {-70}, -70},       // the first sample is taken as it is
+        {0.5F, {-60, -71}, -65},  // -65.5 truncates toward zero
+        {0.75F, {-50, -90}, -60},
+        {0.5F, {-1, -2}, -1},
+        // 0.1F x -97 and 0.9F x -97 each rounded to single add up to just above -97; evaluated
+        // in double, or fused, the same sum gives -97.
+        {0.1F, {-97, -97}, -96},
+        {0.1F, {-98, -58}, -61},
+    };
+    for (const auto& c : cases) {
+        auto raw = connected(c.alpha);
+        for (const int16_t s : c.samples) {
+            raw->computeAvgRSSI(s);
+        }
+        EXPECT_EQ(raw->getAvgRssi(), c.average) << c.alpha << " " << c.samples.back();
+        EXPECT_EQ(raw->getRssi(), c.average);
+        raw->stopMeasurement();
+    }
+}
+
+TEST_F(RawCycleTest, SamplingPollsAndReadsTheChannelsRssi) {
+    auto raw = connected(0.5F);
+    engine().scriptedSupplicant().setReply("SIGNAL_POLL", ylmtest::fixture("sta-signal-poll.txt"));
+    raw->getMeasurementData();
+    ASSERT_EQ(engine().supplicantEvents.size(), 1U);
+    EXPECT_EQ(engine().supplicantEvents[0].kind, emu::SupplicantEvent::CommandNoReply);
+    EXPECT_EQ(engine().supplicantEvents[0].text, "SIGNAL_POLL");
+    EXPECT_EQ(raw->getAvgRssi(), -20);
+
+    // A failed poll changes nothing, even though the channel holds another value by now.
+    engine().supplicant()->rssi = -90;
+    engine().scriptedSupplicant().setFailure("SIGNAL_POLL");
+    raw->getMeasurementData();
+    EXPECT_EQ(raw->getAvgRssi(), -20);
+
+    engine().scriptedSupplicant().setFailure("SIGNAL_POLL", false);
+    engine().scriptedSupplicant().setReply("SIGNAL_POLL", "RSSI=-40\n");
+    raw->getMeasurementData();
+    EXPECT_EQ(raw->getAvgRssi(), -30);
+}
+
+TEST_F(RawCycleTest, FailedPollBeforeAnySampleLeavesFirstSampleUnseen) {
+    auto raw = connected(0.5F);
+    raw->getMeasurementData();  // no reply scripted: the poll fails
+    EXPECT_FALSE(raw->getFirstSampleSeen());
+    EXPECT_EQ(raw->getAvgRssi(), 0);
+    engine().scriptedSupplicant().setReply("SIGNAL_POLL", "RSSI=-80\n");
+    raw->getMeasurementData();
+    EXPECT_EQ(raw->getAvgRssi(), -80);
+}
+
+TEST_F(RawCycleTest, FirstEntryDecidesTheMode) {
+    const struct {
+        dsd_start_wifi_meas_ind_msg_v01 ind;
+        bool scan;
+        const char* ssidLog;
+    } cases[] = {
+        {indication(1, 1, {}, false), true, "startMeasurement  tpx ssid "},
+        {indication(1, 1, {{"", {}}}), false, "startMeasurement  tpx ssid "},
+        {indication(1, 1, {{"", {}}, {"other", {}}}), false, "startMeasurement  tpx ssid "},
+        {indication(1, 1, {{"home", {}}}), true, "startMeasurement  tpx ssid home"},
+        {indication(1, 1, {{std::string(31, '\0') + "x", {}}}), true,
+         "startMeasurement  tpx ssid "},
+    };
+    for (const auto& c : cases) {
+        engine().reset();
+        auto raw = make(c.ind);
+        ASSERT_TRUE(raw->startMeasurement());
+        EXPECT_EQ(raw->getIsScanReport(), c.scan);
+        EXPECT_TRUE(logged(1, 10357, kFile, c.ssidLog));
+        EXPECT_TRUE(logged(
+            1, 10357, kFile,
+            std::string("RawMeasurement::startMeasurement isScanReport: ") + (c.scan ? "1" : "0")));
+        // Scan mode scans at once and keeps one timer; connected mode samples and reports.
+        EXPECT_EQ(engine().commands(),
+                  c.scan ? std::vector<std::string>{"0:SCAN"} : std::vector<std::string>{});
+        EXPECT_EQ(periods(), (c.scan ? std::vector<int64_t>{5} : std::vector<int64_t>{2, 5}));
+        raw->stopMeasurement();
+    }
+}
+
+TEST_F(RawCycleTest, ConnectedModeWithZeroLengthListStillConnects) {
+    auto ind = indication(1, 1, {{"", {}}});
+    ind.ssid_list_len = 0;
+    auto raw = make(ind);
+    ASSERT_TRUE(raw->startMeasurement());
+    EXPECT_FALSE(raw->getIsScanReport());
+    EXPECT_TRUE(raw->getRequestList().empty());
+    raw->stopMeasurement();
+}
+
+TEST_F(RawCycleTest, PeriodsAreSignExtended) {
+    auto ind = indication(1, 1, {{"", {}}});
+    ylmtest::setTiming(ind, 0x80000000U, 0xFFFFFFFFU);
+    auto raw = make(ind);
+    ASSERT_TRUE(raw->startMeasurement());
+    EXPECT_EQ(periods(), (std::vector<int64_t>{-2147483648LL, -1}));
+    engine().advance(1000);
+    EXPECT_TRUE(engine().messages.empty());
+    raw->stopMeasurement();
+}
+
+TEST_F(RawCycleTest, RefusedStartArmsNothing) {
+    auto raw = make(indication(1, 4, {}, false));
+    EXPECT_FALSE(raw->startMeasurement());
+    EXPECT_TRUE(engine().timers.empty());
+    EXPECT_TRUE(engine().supplicantEvents.empty());
+    EXPECT_TRUE(raw->getRequestList().empty());
+}
+
+TEST_F(RawCycleTest, StopRemovesTheModesTimersAndForgetsTheScan) {
+    auto scan = make(indication(1, 1, {}, false));
+    scan->startMeasurement();
+    EXPECT_EQ(provider->getScanCallbackContext(), scan.get());
+    scan->setReportSeqForTest(9);
+    scan->stopMeasurement();
+    EXPECT_EQ(engine().removedTimerIds, (std::vector<int32_t>{1}));
+    EXPECT_EQ(provider->getScanCallbackContext(), nullptr);
+    EXPECT_EQ(scan->getReportSeq(), 1U);
+
+    auto conn = connected();
+    conn->stopMeasurement();
+    EXPECT_EQ(engine().removedTimerIds, (std::vector<int32_t>{1, 2, 3}));
+    EXPECT_EQ(engine().activeTimerCount(), 0U);
+}
+
+TEST_F(RawCycleTest, CallbacksRefuseANullContext) {
+    EXPECT_EQ(Raw::samplingTimerExprCb(nullptr), -1);
+    EXPECT_EQ(Raw::reportingTimerExprCb(nullptr), -1);
+    EXPECT_EQ(countLog("arg is null"), 2U);
+    EXPECT_TRUE(logged(3, 10357, kFile, "arg is null"));
+    Raw::scanResultsCb(nullptr, nullptr);
+    EXPECT_TRUE(logged(1, 10357, kFile, "LTEU callback RawMeasurement scanResultsCb called "));
+    EXPECT_TRUE(logged(4, 10357, kFile, "RawMeasurement self is null"));
+    EXPECT_TRUE(engine().messages.empty());
+}
+
+TEST_F(RawCycleTest, TimerCallbacksServeTheirObject) {
+    auto raw = connected(0.5F);
+    engine().scriptedSupplicant().setReply("SIGNAL_POLL", "RSSI=-55\n");
+    EXPECT_EQ(Raw::samplingTimerExprCb(raw.get()), 0);
+    EXPECT_EQ(raw->getAvgRssi(), -55);
+    EXPECT_EQ(Raw::reportingTimerExprCb(raw.get()), 0);
+    ASSERT_EQ(engine().messages.size(), 1U);
+    raw->stopMeasurement();
+
+    auto scan = make(indication(2, 1, {}, false));
+    scan->startMeasurement();
+    engine().supplicantEvents.clear();
+    EXPECT_EQ(Raw::reportingTimerExprCb(scan.get()), 0);
+    EXPECT_EQ(engine().commands(), (std::vector<std::string>{"0:SCAN"}));
+    scan->stopMeasurement();
+}
+
+TEST_F(RawCycleTest, SendReportFollowsTheMode) {
+    auto scan = make(indication(1, 1, {}, false));
+    scan->startMeasurement();
+    scan->sendReport();  // no scan result yet: nothing to send
+    EXPECT_TRUE(engine().messages.empty());
+    scan->stopMeasurement();
+
+    auto conn = connected();
+    conn->sendReport();
+    ASSERT_EQ(engine().messages.size(), 1U);
+    EXPECT_EQ(conn->getReportSeq(), 2U);
+    conn->stopMeasurement();
+}
+
+TEST_F(RawCycleTest, ConnectedReportsWrapTheSequencePastZero) {
+    auto raw = connected();
+    raw->setReportSeqForTest(0xFFFFFFFFU);
+    raw->sendAndsfReport();
+    raw->sendAndsfReport();
+    ASSERT_EQ(engine().messages.size(), 2U);
+    EXPECT_EQ(engine().messages[0].as<dsd_wifi_meas_report_req_msg_v01>().report_seq, 0xFFFFFFFFU);
+    EXPECT_EQ(engine().messages[1].as<dsd_wifi_meas_report_req_msg_v01>().report_seq, 1U);
+    raw->stopMeasurement();
+}
+
+}  // namespace
