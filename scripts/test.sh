@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The whole test suite, as CI runs it:
-#   1. host build (gcc) and its tests (unit, end-to-end, load, simulator, symbol/ABI checks);
+#   1. host build (gcc) and its tests (unit, end-to-end, load, simulator, symbol/ABI checks),
+#      then clang-format and clang-tidy over the sources;
 #   2. the same suite built with clang and ASan+UBSan (any finding fails);
 #   3. every libFuzzer target for a short fixed number of runs;
 #   4. armv7 and arm64 builds, their tests under qemu-user, symbol and ABI checks;
@@ -54,6 +55,10 @@ skipped() { [[ "$skip" == *" $1 "* ]] && echo "=== $1: skipped (YLM_SKIP)"; }
 
 if run_stage "host build" bash -c 'cmake --preset default >/dev/null && cmake --build --preset default'; then
     run_ctest "host tests" --preset default
+fi
+
+if ! skipped lint; then
+    run_stage "lint (clang-format, clang-tidy)" scripts/lint.sh build/default
 fi
 
 if ! skipped asan; then

@@ -19,7 +19,7 @@ dsd_start_wifi_meas_ind_msg_v01 scanRequest(int32_t id) {
 }
 
 class RegistryTest : public ylmtest::EmuTest {
-protected:
+  protected:
     void SetUp() override {
         EmuTest::SetUp();
         mgr = TpxWifiClientMgr::getInstance();
@@ -91,7 +91,8 @@ TEST_F(RegistryTest, StopOfUnknownIdLogsOnlyItsEntryLine) {
     const auto& l = engine().logs[0];
     EXPECT_EQ(l.level, 1);
     EXPECT_EQ(l.file, kMgrFile);
-    EXPECT_EQ(l.text, std::string(kMgrFile) + ":" + std::to_string(l.line) + ":stopWifiMeasurement");
+    EXPECT_EQ(l.text,
+              std::string(kMgrFile) + ":" + std::to_string(l.line) + ":stopWifiMeasurement");
     EXPECT_TRUE(live(3));
 }
 
