@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "EmuFixture.h"
+#include "TpxWifiClientMgr.h"
 #include "dsd_wifi_v01.h"
 #include "emu/DsdDecoder.h"
 #include "emu/Engine.h"
@@ -122,5 +124,33 @@ inline std::vector<emu::DsdMessage> reportsFrom(size_t from) {
     return std::vector<emu::DsdMessage>(all.begin() + static_cast<long>(std::min(from, all.size())),
                                         all.end());
 }
+
+// The engine's view: the manager, linked to the emulated services, fed start and stop indications.
+class RawEndToEnd : public EmuTest {
+  protected:
+    void SetUp() override {
+        EmuTest::SetUp();
+        mgr = TpxWifiClientMgr::getInstance();
+        mgr->initializeLinks(engine().com(), engine().timer(), engine().supplicant());
+    }
+    bool start(dsd_start_wifi_meas_ind_msg_v01 ind, size_t client = 0) {
+        return mgr->startWifiMeasurement(engine().dsd(client), ind);
+    }
+    void stop(int32_t id, size_t client = 0) {
+        dsd_stop_wifi_meas_ind_msg_v01 ind{id};
+        mgr->stopWifiMeasurement(engine().dsd(client), ind);
+    }
+    // Supplicant events of one kind, as their texts.
+    std::vector<std::string> eventTexts(emu::SupplicantEvent::Kind kind) {
+        std::vector<std::string> out;
+        for (const auto& e : engine().supplicantEvents) {
+            if (e.kind == kind) {
+                out.push_back(e.text);
+            }
+        }
+        return out;
+    }
+    TpxWifiClientMgr* mgr = nullptr;
+};
 
 }  // namespace ylmtest
