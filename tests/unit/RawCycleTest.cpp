@@ -5,6 +5,7 @@
 #include "RawMeasurement.h"
 #include "RawTestSupport.h"
 #include "WifiInfoProvider.h"
+#include "WifiScanResult.h"
 
 namespace {
 
@@ -225,6 +226,66 @@ TEST_F(RawCycleTest, ConnectedReportsWrapTheSequencePastZero) {
     ASSERT_EQ(engine().messages.size(), 2U);
     EXPECT_EQ(engine().messages[0].as<dsd_wifi_meas_report_req_msg_v01>().report_seq, 0xFFFFFFFFU);
     EXPECT_EQ(engine().messages[1].as<dsd_wifi_meas_report_req_msg_v01>().report_seq, 1U);
+    raw->stopMeasurement();
+}
+
+TEST_F(RawCycleTest, ScanBatchSharesOneSequenceNumberAndWrapsPastZero) {
+    auto raw = make(indication(11, 1, {}, false));
+    raw->startMeasurement();
+    BssidInfo a;
+    a.bssid = "02:00:00:00:03:00";
+    a.frequency = "2437";
+    a.level = -40;
+    a.bssLoad.channelUtilization = 77;  // copied even without the valid flag
+    BssidInfo b;
+    b.bssid = "not a mac";
+    b.frequency = "x";
+    b.level = -60;
+    b.isBssLoadValid = 1;
+    b.bssLoad.channelUtilization = 12;
+    WifiScanResult result;
+    result.reportBySsid["a"] = {a};
+    result.reportBySsid["b"] = {b};
+    result.reportBySsid["c"] = {};
+    raw->setReportSeqForTest(0xFFFFFFFFU);
+    Raw::scanResultsCb(&result, raw.get());
+    Raw::scanResultsCb(&result, raw.get());
+    ASSERT_EQ(engine().messages.size(), 6U);
+    const uint32_t top = 0xFFFFFFFFU;
+    using ylmtest::report;
+    const dsd_wifi_meas_report_req_msg_v01 want[] = {
+        report(11, top, false, "a", {{ylmtest::mac(3), 2437, 1, -40, 77}}),
+        report(11, top, false, "b", {{{0, 0, 0, 0, 0, 0}, 0, 5, -60, 12}}),
+        report(11, top, true, "c", {}),
+        report(11, 1, false, "a", {{ylmtest::mac(3), 2437, 1, -40, 77}}),
+    };
+    for (size_t i = 0; i < 4; ++i) {
+        ylmtest::expectReport(engine().messages[i], want[i]);
+    }
+    EXPECT_EQ(raw->getReportSeq(), 2U);
+
+    WifiScanResult empty;
+    Raw::scanResultsCb(&empty, raw.get());
+    EXPECT_EQ(engine().messages.size(), 6U);
+    EXPECT_EQ(raw->getReportSeq(), 2U);
+    raw->stopMeasurement();
+}
+
+TEST_F(RawCycleTest, ConnectedReportCarriesThePollsOwnRssiAndKeepsTheSequence) {
+    auto& s = engine().scriptedSupplicant();
+    s.setReply("SIGNAL_POLL", ylmtest::fixture("sta-signal-poll.txt"));
+    s.setReply("STATUS", ylmtest::fixture("sta-status.txt"));
+    auto raw = connected();
+    raw->computeAvgRSSI(-70);
+    raw->sendConnectedReport();
+    ASSERT_EQ(engine().messages.size(), 1U);
+    ylmtest::expectReport(
+        engine().messages[0],
+        ylmtest::report(1, 1, false, "testbed-2g", {{ylmtest::mac(3), 2437, 1, -20, 0}}));
+    EXPECT_EQ(raw->getReportSeq(), 1U);
+    EXPECT_TRUE(logged(1, 10357, kFile, "sendConnectedReport ssid called testbed-2g"));
+    EXPECT_TRUE(logged(1, 10357, kFile, "sendConnectedReport channel :2437  signal :-20"));
+    EXPECT_TRUE(logged(1, 10357, kFile, "sendConnectedReport bssid 2:0:0:0:3:0"));
     raw->stopMeasurement();
 }
 
