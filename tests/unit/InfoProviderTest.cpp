@@ -71,12 +71,6 @@ class InfoProviderTest : public ylmtest::EmuTest {
     WifiInfoProvider* provider = nullptr;
 };
 
-TEST_F(InfoProviderTest, LinkingRegistersForScanReady) {
-    EXPECT_EQ(engine().scanReadyCb, &WifiInfoProvider::scanResultsReadyCb);
-    EXPECT_EQ(engine().scanReadyCtx, provider);
-    expectLogAt("WifiInfoProvider intialize done", 1, 76);
-}
-
 TEST_F(InfoProviderTest, StationStatusPollsThenStatusThenAskedBss) {
     scriptStation();
     // The status reply's frequency replaces the one from the poll.
@@ -216,6 +210,7 @@ TEST_F(InfoProviderTest, StartScanSetsBssidThenFrequencyFilterThenScans) {
     EXPECT_EQ(ev[2].text, "SCAN");
     EXPECT_EQ(ev[2].replyRoom, 4095U);
     expectLogAt("LTEU callback startScan called", 1, 285);
+    expectLogAt("WifiInfoProvider intialize done", 1, 76);
     ASSERT_EQ(provider->getReports().size(), 1U);
     EXPECT_EQ(provider->getReports().front().ssid, "AnySSID");
 }
@@ -293,12 +288,6 @@ TEST_F(InfoProviderTest, AfterCleanUpResultsAreStillFetchedButGoNowhere) {
     engine().fireScanReady();
     EXPECT_EQ(engine().commands().size(), 4U);
     EXPECT_EQ(gSeen.calls, 0);
-}
-
-TEST_F(InfoProviderTest, ScanReadyWithoutProviderDoesNothing) {
-    WifiInfoProvider::scanResultsReadyCb(nullptr, nullptr);
-    EXPECT_NE(providerLog("WifiInfoProvider scanResultsReadyCb called"), nullptr);
-    EXPECT_TRUE(engine().supplicantEvents.empty());
 }
 
 }  // namespace
