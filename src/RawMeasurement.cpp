@@ -83,6 +83,7 @@ void appendChannel(std::string& text, uint16_t channel) {
     text += buf;
     delete[] buf;
 }
+
 // One scanned access point as a report record.
 void fillScanRecord(dsd_wifi_bssid_meas_type_v01& record, const BssidInfo& info) {
     record.rssi = info.level;
@@ -348,7 +349,9 @@ void Raw::sendReport() {
 }
 
 void Raw::sendScanReport() {
+    // The result lives only inside the provider's callback: it is reported once and let go.
     const WifiScanResult* data = scanData;
+    scanData = nullptr;
     if (data == nullptr || data->reportBySsid.empty()) {
         return;
     }
