@@ -288,14 +288,15 @@ char* WifiInformationElementParser::parse_next_tlv(char* text, unsigned char* id
         }
     }
     *id = static_cast<unsigned char>(hex_to_dec(text[0]) * 16 + hex_to_dec(text[1]));
-    const int length = hex_to_dec(text[2]) * 16 + hex_to_dec(text[3]);
+    const int header = hex_to_dec(text[2]) * 16 + hex_to_dec(text[3]);
+    const auto length = static_cast<size_t>(header);
     value->clear();
     // An element with an empty body ends the walk, hidden-network SSID elements included.
     if (length == 0) {
         return nullptr;
     }
     const char* body = text + 4;
-    for (int i = 0; i < length; ++i) {
+    for (size_t i = 0; i < length; ++i) {
         const char high = body[2 * i];
         if (high == '\0') {
             return nullptr;

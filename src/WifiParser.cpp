@@ -33,7 +33,7 @@ constexpr int kModeUnknown = -1;
 constexpr int kFastestBRate = 24000000;
 
 constexpr int kMacOctets = 6;
-constexpr int kMaxBcdOctets = 10;
+constexpr size_t kMaxBcdOctets = 10;
 
 using Ie = WifiInformationElementParser;
 
@@ -527,12 +527,12 @@ void WifiParser::StringToMac(unsigned char (&mac)[6], const char* str) {
 char* WifiParser::BCDToString(unsigned char (&octets)[10], unsigned char count) {
     static char text[2 * kMaxBcdOctets + 1];
     std::memset(text, 0, sizeof(text));
-    int n = count;
+    size_t n = count;
     if (n > kMaxBcdOctets) {
-        YLM_LOG(4, "BCD octet count %d clamped to 10", n);
+        YLM_LOG(4, "BCD octet count %d clamped to 10", static_cast<int>(count));
         n = kMaxBcdOctets;
     }
-    for (int i = 0; i < n; ++i) {
+    for (size_t i = 0; i < n; ++i) {
         unsigned low = octets[i] & 0x0Fu;
         unsigned high = octets[i] >> 4;
         // The messages name the offending nibble, not the octet's position.

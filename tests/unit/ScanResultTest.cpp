@@ -10,6 +10,7 @@ constexpr const char* kAny = "ff:ff:ff:ff:ff:ff";
 template <class Map>
 std::vector<std::string> keys(const Map& m) {
     std::vector<std::string> out;
+    out.reserve(m.size());
     for (const auto& e : m) {
         out.push_back(e.first);
     }
@@ -95,10 +96,13 @@ TEST_F(ScanResultTest, FirstLineWinsAndMovingEmptiesTheSource) {
     moved = std::move(scan);
     EXPECT_EQ(moved.byBssid.count("z&1"), 0u);
     EXPECT_EQ(moved.matches.size(), 5u);
+    // The moved-from state is part of the contract: six empty containers.
+    // NOLINTNEXTLINE(bugprone-use-after-move)
     EXPECT_TRUE(scan.byFreqBssidSsid.empty() && scan.byBssid.empty() && scan.byFreqOrBand.empty());
     EXPECT_TRUE(scan.matches.empty() && scan.reportBySsid.empty() && scan.ssidBssids.empty());
     WifiScanResult constructed(std::move(moved));
     EXPECT_EQ(constructed.ssidBssids.size(), 1u);
+    // NOLINTNEXTLINE(bugprone-use-after-move)
     EXPECT_TRUE(moved.byBssid.empty() && moved.ssidBssids.empty());
 }
 
