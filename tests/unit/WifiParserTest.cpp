@@ -1,7 +1,5 @@
-// Daemon replies into records: status, signal poll, AP/P2P/hostapd, BSS and scan replies, and the
+// Daemon replies into records (status, signal poll, AP/P2P/hostapd, BSS and scan replies) and the
 // MAC, octet and BCD text helpers.
-#include <functional>
-
 #include "EmuFixture.h"
 #include "WifiParser.h"
 
@@ -10,48 +8,68 @@ namespace {
 using ylmtest::fixture;
 using P = WifiInformationElementParser;
 constexpr const char* kFile = "src/WifiParser";
-constexpr int kModule = 10357;
+
+// The text fields and numbers of a record in one line, for table comparisons.
+std::string str(const WifiStatus& s) {
+    return s.ssid + "|" + s.bssid + "|" + s.address + "|" + s.mode + "|" + s.wpaState + "|" +
+           std::to_string(s.freq) + "|" + std::to_string(s.rssi) + "|" + s.ipAddress;
+}
+std::string str(const BssLoad& l) {
+    return std::to_string(l.reservedA) + " " + std::to_string(l.channelUtilization) + " " +
+           std::to_string(l.reservedB) + " " + std::to_string(l.channelWidth) + " " +
+           std::to_string(l.vhtSegment1);
+}
+std::string firstKeys(const WifiScanResult& r) {
+    std::string out;
+    for (const auto& e : r.byFreqBssidSsid) {
+        out += e.first + ";";
+    }
+    return out;
+}
 
 class WifiParserTest : public ylmtest::EmuTest {
   protected:
     bool logged(int level, const std::string& text) const {
-        return EmuTest::logged(level, kModule, kFile, text);
+        return EmuTest::logged(level, 10357, kFile, text);
     }
     WifiParser& parser = *WifiParser::getInstance();
 };
 
-TEST_F(WifiParserTest, StatusReplyFillsNamedFieldsOnly) {
-    WifiStatus s;
-    s.rssi = -40;
-    s.ipAddress = "10.0.0.2";
-    parser.parseStatusCmdData(fixture("sta-status.txt").c_str(), s);
-    EXPECT_EQ(s.ssid, "testbed-2g");
-    EXPECT_EQ(s.bssid, "02:00:00:00:03:00");
-    EXPECT_EQ(s.address, "02:00:00:00:00:00");
-    EXPECT_EQ(s.mode, "station");
-    EXPECT_EQ(s.wpaState, "COMPLETED");
-    EXPECT_EQ(s.freq, 2437);
-    EXPECT_EQ(s.rssi, -40);  // a second parser's fields survive
-    EXPECT_EQ(s.ipAddress, "10.0.0.2");
+TEST_F(WifiParserTest, StatusRepliesFillNamedFieldsOnly) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"sta-status.txt",
+         "testbed-2g|02:00:00:00:03:00|02:00:00:00:00:00|station|COMPLETED|2437|-40|old"},
+        {"sta-status-verbose.txt",
+         "testbed-2g|02:00:00:00:03:00|02:00:00:00:00:00|station|COMPLETED|2437|-40|old"},
+        {"sta-status-with-p2p.txt",
+         "testbed-2g|02:00:00:00:03:00|02:00:00:00:00:00|station|COMPLETED|2437|-40|old"},
+        {"sta5-status.txt",
+         "testbed-5g|02:00:00:00:04:00|02:00:00:00:01:00|station|COMPLETED|5180|-40|old"},
+        {"sta-he-status.txt",
+         "testbed-he|02:00:00:00:05:00|02:00:00:00:02:00|station|COMPLETED|5745|-40|old"},
+        {"p2p-status.txt",
+         "DIRECT-4m|06:00:00:00:00:00|06:00:00:00:00:00|P2P GO|COMPLETED|2437|-40|old"},
+        {"p2p-dev-status.txt", "old|old|42:00:00:00:00:00|old|DISCONNECTED|1|-40|old"}};
+    for (const auto& [file, want] : cases) {
+        WifiStatus s;
+        s.ssid = s.bssid = s.mode = s.ipAddress = "old";
+        s.freq = 1;
+        s.rssi = -40;
+        parser.parseStatusCmdData(fixture(file).c_str(), s);
+        EXPECT_EQ(str(s), want) << file;
+    }
     EXPECT_TRUE(logged(0, "Ignoring key: wifi_generation "));
     EXPECT_EQ(&parser, WifiParser::getInstance());
-
-    parser.parseStatusCmdData(fixture("p2p-status.txt").c_str(), s);
-    EXPECT_EQ(s.mode, "P2P GO");
-    EXPECT_EQ(s.ssid, "DIRECT-4m");
 }
 
 TEST_F(WifiParserTest, ValueEndsAtEqualsOrNewlineAndIsStoredVerbatim) {
     WifiStatus s;
-    s.freq = 5;
     parser.parseStatusCmdData("ssid=a=b\nfreq=2412", s);
-    EXPECT_EQ(s.ssid, "a");
-    EXPECT_EQ(s.freq, 5);
+    EXPECT_EQ(str(s), "a|||||0|0|");
     EXPECT_TRUE(logged(0, "Ignoring key: b\nfreq "));
 
     parser.parseStatusCmdData("freq=70000\nssid=caf\\xc3\\xa9 \\\"x\\\"\nwpa_state", s);
-    EXPECT_EQ(s.freq, 4464);
-    EXPECT_EQ(s.ssid, "caf\\xc3\\xa9 \\\"x\\\"");
+    EXPECT_EQ(str(s), "caf\\xc3\\xa9 \\\"x\\\"|||||4464|0|");
     EXPECT_TRUE(logged(1, "Value is null for key: wpa_state"));
 }
 
@@ -62,11 +80,14 @@ TEST_F(WifiParserTest, SignalPollLogsItsPreambleAndReadsRssiAndFrequency) {
                                                "signalPollData: "};
     EXPECT_EQ(logTexts(kFile), preamble);
 
-    const std::string reply = fixture("sta5-signal-poll.txt");
-    parser.parseSignalPollCmdData(reply.c_str(), s);
-    EXPECT_EQ(s.rssi, -27);
-    EXPECT_EQ(s.freq, 5180);
-    EXPECT_TRUE(logged(1, "signalPollData: " + reply));
+    for (const auto& [file, want] : {std::pair{"sta-signal-poll.txt", "|||||2437|-20|"},
+                                     std::pair{"sta5-signal-poll.txt", "|||||5180|-27|"},
+                                     std::pair{"sta-he-signal-poll.txt", "|||||5745|-20|"}}) {
+        const std::string reply = fixture(file);
+        parser.parseSignalPollCmdData(reply.c_str(), s);
+        EXPECT_EQ(str(s), want);
+        EXPECT_TRUE(logged(1, "signalPollData: " + reply));
+    }
     EXPECT_TRUE(logged(1, "Ignoring key: LINKSPEED"));
     parser.parseSignalPollCmdData("RSSI=-67\nNOISE", s);
     EXPECT_EQ(s.rssi, -67);
@@ -74,123 +95,84 @@ TEST_F(WifiParserTest, SignalPollLogsItsPreambleAndReadsRssiAndFrequency) {
 }
 
 TEST_F(WifiParserTest, AccessPointAndP2pRepliesDifferInTheirBssidKey) {
-    const std::string ap = fixture("hostapd-status.txt");
-    WifiStatus s;
-    parser.parseApStatusCmdData(ap.c_str(), s);
-    EXPECT_EQ(s.ssid, "testbed-2g");
-    EXPECT_EQ(s.bssid, "02:00:00:00:03:00");
-    EXPECT_EQ(s.freq, 2437);
-
-    const WifiStatus h = parser.hostapdStatus((ap + "ssid[0]\n").c_str());
-    EXPECT_EQ(h.ssid, "testbed-2g");
-    EXPECT_EQ(h.address, "02:00:00:00:03:00");  // the AP's own BSSID is its address
-    EXPECT_EQ(h.bssid, "");
-    EXPECT_EQ(h.freq, 2437);
-
+    for (const auto& [file, ssid, bssid, freq] :
+         {std::tuple{"hostapd-status.txt", "testbed-2g", "02:00:00:00:03:00", "2437"},
+          std::tuple{"hostapd-5g-status.txt", "testbed-5g", "02:00:00:00:04:00", "5180"},
+          std::tuple{"hostapd-he-status.txt", "testbed-he", "02:00:00:00:05:00", "5745"}}) {
+        const std::string ap = fixture(file);
+        WifiStatus s;
+        parser.parseApStatusCmdData(ap.c_str(), s);
+        EXPECT_EQ(str(s), std::string(ssid) + "|" + bssid + "||||" + freq + "|0|");
+        // The soft AP's own BSSID is its address; a trailing key without value is silent.
+        s = parser.hostapdStatus((ap + "ssid[0]\n").c_str());
+        EXPECT_EQ(str(s), std::string(ssid) + "||" + bssid + "|||" + freq + "|0|");
+    }
     WifiStatus p;
     parser.parseP2pStatusCmdData(fixture("p2p-status.txt").c_str(), p);
-    EXPECT_EQ(p.bssid, "06:00:00:00:00:00");
-    EXPECT_EQ(p.freq, 2437);
-    EXPECT_EQ(p.ssid, "");  // the group status names it "ssid", not "ssid[0]"
+    EXPECT_EQ(str(p), "|06:00:00:00:00:00||||2437|0|");  // the group names it "ssid", not "ssid[0]"
     parser.parseP2pStatusCmdData("ssid[0]=DIRECT-4m\nbssid[0]=x\nfreq", p);
-    EXPECT_EQ(p.ssid, "DIRECT-4m");
-    EXPECT_EQ(p.bssid, "06:00:00:00:00:00");
-    EXPECT_TRUE(logTexts(kFile).empty());  // these three are silent
+    EXPECT_EQ(str(p), "DIRECT-4m|06:00:00:00:00:00||||2437|0|");
+    EXPECT_TRUE(logTexts(kFile).empty());  // these three parsers are silent
 }
 
 TEST_F(WifiParserTest, NullRepliesLeaveTheRecordAlone) {
     WifiStatus s;
     s.ssid = "kept";
-    BssLoad load{};
-    load.channelUtilization = 7;
-    const std::vector<std::function<void()>> calls = {
-        [&] { parser.parseStatusCmdData(nullptr, s); },
-        [&] { parser.parseSignalPollCmdData(nullptr, s); },
-        [&] { parser.parseApStatusCmdData(nullptr, s); },
-        [&] { parser.parseP2pStatusCmdData(nullptr, s); },
-        [&] { parser.parseBssCmdWifiInfo(nullptr, s); },
-        [&] { parser.parseBssLoadCmdData(nullptr, load); }};
-    for (const auto& call : calls) {
-        call();
-    }
-    EXPECT_EQ(countLog("rspData is NULL"), calls.size());
+    BssLoad load{1, 2, 3, 4, 5};
+    parser.parseStatusCmdData(nullptr, s);
+    parser.parseSignalPollCmdData(nullptr, s);
+    parser.parseApStatusCmdData(nullptr, s);
+    parser.parseP2pStatusCmdData(nullptr, s);
+    parser.parseBssCmdWifiInfo(nullptr, s);
+    parser.parseBssLoadCmdData(nullptr, load);
+    EXPECT_EQ(countLog("rspData is NULL"), 6u);
     EXPECT_TRUE(logged(4, "rspData is NULL"));
-    EXPECT_EQ(s.ssid, "kept");
-    EXPECT_EQ(load.channelUtilization, 7);
-    EXPECT_EQ(parser.hostapdStatus(nullptr).ssid, "");
+    EXPECT_EQ(str(s), "kept|||||0|0|");
+    EXPECT_EQ(str(load), "1 2 3 4 5");
+    EXPECT_EQ(str(parser.hostapdStatus(nullptr)), "|||||0|0|");
     EXPECT_TRUE(parser.parseScanData(nullptr).byBssid.empty());
     EXPECT_EQ(countLog("a_tag_list is NULL"), 2u);
 }
 
 TEST_F(WifiParserTest, BssRepliesGiveModeHessidCountryAndLoad) {
-    struct Case {
-        const char* file;
-        uint16_t freq;
-        int mode;
-        const char* hessid;
-        const char* country;
-        uint16_t utilisation;
-    };
-    // The APs' HT Operation octet 2 is 0, so every width reads 20 MHz, VHT80 included.
-    for (const Case& c : {Case{"sta-bss-ap5g.txt", 5180, 7, "02:00:00:00:04:00", "US", 30},
-                          Case{"sta-bss-ap2g.txt", 2437, 5, "02:00:00:00:03:00", "US", 0},
-                          Case{"sta-he-bss-aphe.txt", 5745, 7, "", "US", 0},
-                          Case{"sta5-bss-p2p-go.txt", 2437, 5, "", "", 65535}}) {
-        const std::string reply = fixture(c.file);
+    // These APs' HT Operation octet 2 is 0, so every width reads 20 MHz, VHT80 included.
+    const std::tuple<const char*, uint16_t, const char*, const char*> cases[] = {
+        {"sta-bss-ap5g.txt", 5180, "7 02:00:00:00:04:00 US", "0 30 0 20000 0"},
+        {"sta5-bss-ap5g.txt", 5180, "7 02:00:00:00:04:00 US", "0 0 0 20000 0"},
+        {"sta-bss-ap2g.txt", 2437, "5 02:00:00:00:03:00 US", "0 0 0 20000 0"},
+        {"sta-bss-aphe.txt", 5745, "7  US", "0 30 0 20000 0"},
+        {"sta-he-bss-aphe.txt", 5745, "7  US", "0 0 0 20000 0"},
+        {"sta5-bss-p2p-go.txt", 2437, "5  ", "0 65535 0 20000 0"},
+        // Hand-written: no "ie", only a vendor element, a hidden SSID first, 2.4 GHz HT40.
+        {"id=1\nbssid=02:00:00:00:03:00\n", 0, "-1  ", "0 65535 0 0 0"},
+        {"ie=dd050050f20201\n", 0, "-1  ", "0 65535 0 20000 0"},
+        {"ie=0000010882848b96\n", 0, "-1  ", "0 65535 0 20000 0"},
+        {"ie=0b050000140000\nie=3d1606000500000000000000000000000000000000000000\nflags", 2437,
+         "5  ", "0 20 0 40000 0"}};
+    for (const auto& [reply, freq, info, load] : cases) {
+        const std::string text =
+            std::string(reply).find('=') == std::string::npos ? fixture(reply) : std::string(reply);
         WifiStatus s;
-        s.freq = c.freq;
-        parser.parseBssCmdWifiInfo(reply.c_str(), s);
-        EXPECT_EQ(s.wifiMode, c.mode) << c.file;
-        EXPECT_EQ(s.hessid, c.hessid) << c.file;
-        EXPECT_EQ(s.countryCode, c.country) << c.file;
-        BssLoad load{};
-        parser.parseBssLoadCmdData(reply.c_str(), load);
-        EXPECT_EQ(load.channelUtilization, c.utilisation) << c.file;
-        EXPECT_EQ(load.channelWidth, 20000) << c.file;
-        EXPECT_EQ(load.vhtSegment1, 0) << c.file;
+        s.freq = freq;
+        s.hessid = s.countryCode = "old";
+        parser.parseBssCmdWifiInfo(text.c_str(), s);
+        EXPECT_EQ(std::to_string(s.wifiMode) + " " + s.hessid + " " + s.countryCode, info);
+        BssLoad l{0, 1, 0, 2, 3};
+        parser.parseBssLoadCmdData(text.c_str(), l);
+        EXPECT_EQ(str(l), load) << reply;
     }
     EXPECT_TRUE(logged(1, "Ignoring key: beacon_ie"));
+    EXPECT_TRUE(logged(1, "Value is null for key: flags"));
     EXPECT_TRUE(logged(1, "Parsed ie channel Utilization : 30"));
     EXPECT_TRUE(logged(1, "getHESSIDInfo: Returned HESSID: 02:00:00:00:04:00"));
     EXPECT_TRUE(logged(1, "getCountryCode: Returned countryCode: US"));
 }
 
-TEST_F(WifiParserTest, BssRepliesWithoutKnownElements) {
-    // 2.4 GHz HT40 (secondary channel above): octet 2 = 0x05.
-    const std::string ht40 = "3d16060005" + std::string(38, '0');
-    struct Case {
-        std::string reply;
-        int mode;
-        uint16_t width;
-    };
-    for (const Case& c :
-         {Case{"id=1\nbssid=02:00:00:00:03:00\n", -1, 0}, Case{"ie=dd050050f20201\n", -1, 20000},
-          Case{"ie=0000010882848b96\n", -1, 20000},  // hidden SSID ends the walk
-          Case{"ie=" + ht40 + "\nflags", 5, 40000},
-          Case{"ie=0b050000140000\nie=" + ht40 + "\n", 5, 40000}}) {
-        WifiStatus s;
-        s.hessid = s.countryCode = "old";
-        parser.parseBssCmdWifiInfo(c.reply.c_str(), s);
-        EXPECT_EQ(s.wifiMode, c.mode) << c.reply;
-        EXPECT_EQ(s.hessid, "") << c.reply;
-        EXPECT_EQ(s.countryCode, "") << c.reply;
-        BssLoad load{3, 5, 4, 7, 9};
-        parser.parseBssLoadCmdData(c.reply.c_str(), load);
-        EXPECT_EQ(load.channelWidth, c.width) << c.reply;
-        EXPECT_EQ(load.reservedA, 3);
-        EXPECT_EQ(load.reservedB, 4);
-    }
-    BssLoad load{};
-    parser.parseBssLoadCmdData("ie=0b050000140000\nie=0b050000280000\n", load);
-    EXPECT_EQ(load.channelUtilization, 40);
-    EXPECT_TRUE(logged(1, "Value is null for key: flags"));
-}
-
 TEST_F(WifiParserTest, WifiModeFromElements) {
-    auto rates = [](std::vector<int> r, bool extended = false) {
+    auto rates = [](std::vector<int> r, bool extended = false) -> P::InformationElement* {
         auto* e = extended ? new P::ExtendedSupportedRateElement() : new P::SupportedRateElement();
         e->rates = std::move(r);
-        return static_cast<P::InformationElement*>(e);
+        return e;
     };
     struct Case {
         WifiParser::ElementMap map;
@@ -216,35 +198,27 @@ TEST_F(WifiParserTest, WifiModeFromElements) {
     }
     EXPECT_TRUE(logged(1, " Frequency is greater than 3000"));
     EXPECT_TRUE(logged(1, "Found ExtendedSupportedRate Element in wifiInfoMap"));
-    EXPECT_EQ(parser.getHESSIDInfo({}), "");
-    EXPECT_TRUE(logged(1, "getHESSIDInfo: Returned HESSID: "));
 }
 
 TEST_F(WifiParserTest, ScanTableRowsAndTheEmptySsidShift) {
-    WifiScanResult r = parser.parseScanData(fixture("sta5-scan-results-with-p2p.txt").c_str());
-    EXPECT_EQ(r.byFreqBssidSsid.size(), 4u);
-    const BssidInfo& go = r.byBssid.at("06:00:00:00:00:00&24ghtz");
-    EXPECT_EQ(go.ssid, "DIRECT-4m");
-    EXPECT_EQ(go.level, -20);
-    EXPECT_EQ(r.byFreqOrBand.at("5ghtz&02:00:00:00:04:00").ssid, "testbed-5g");
+    WifiScanResult r = parser.parseScanData(fixture("sta-scan-results.txt").c_str());
+    EXPECT_EQ(firstKeys(r),
+              "2437&02:00:00:00:03:00&testbed-2g;5180&02:00:00:00:04:00&testbed-5g;"
+              "5745&02:00:00:00:05:00&testbed-he;");
+    EXPECT_EQ(r.byBssid.at("02:00:00:00:04:00&5180").level, -27);
+    r = parser.parseScanData(fixture("sta5-scan-results-with-p2p.txt").c_str());
+    EXPECT_EQ(r.byBssid.at("06:00:00:00:00:00&24ghtz").ssid, "DIRECT-4m");
     EXPECT_TRUE(parser.parseScanData("bssid / frequency / signal level / flags / ssid\n")
                     .byFreqBssidSsid.empty());
 
-    // A hidden network's empty SSID column takes the next row's BSSID, and that row is read
-    // one column to the left.
-    const char* hidden =
+    // A hidden network's empty SSID column takes the next row's BSSID as SSID, and the next row
+    // is read one column to the left (its flags become its level, 0).
+    r = parser.parseScanData(
         "bssid / frequency / signal level / flags / ssid\n"
         "02:00:00:00:0a:00\t2412\t-50\t[ESS]\t\n"
-        "02:00:00:00:0b:00\t2437\t-60\t[WPA2-PSK-CCMP][ESS]\tNet\\x00\n";
-    r = parser.parseScanData(hidden);
-    std::vector<std::string> keys;
-    for (const auto& e : r.byFreqBssidSsid) {
-        keys.push_back(e.first);
-        EXPECT_EQ(e.second.ssid, "02:00:00:00:0b:00");
-    }
-    EXPECT_EQ(keys, (std::vector<std::string>{"-60&2437&02:00:00:00:0b:00",
-                                              "2412&02:00:00:00:0a:00&02:00:00:00:0b:00"}));
-    EXPECT_EQ(r.byBssid.at("2437&-60").level, 0);  // "[WPA2-PSK-CCMP][ESS]" read as the level
+        "02:00:00:00:0b:00\t2437\t-60\t[WPA2-PSK-CCMP][ESS]\tNet\\x00\n");
+    EXPECT_EQ(firstKeys(r), "-60&2437&02:00:00:00:0b:00;2412&02:00:00:00:0a:00&02:00:00:00:0b:00;");
+    EXPECT_EQ(r.byBssid.at("2437&-60").level, 0);
 }
 
 TEST_F(WifiParserTest, MacAndOctetText) {
@@ -255,44 +229,36 @@ TEST_F(WifiParserTest, MacAndOctetText) {
     EXPECT_STREQ(text, "");
 
     parser.StringToMac(mac, "6:00:0:00:4:A00");
-    EXPECT_EQ(std::vector<int>(mac, mac + 6), (std::vector<int>{6, 0, 0, 0, 4, 0}));
-    for (const char* bad :
-         {"02:00:00:00:04", "zz:00:00:00:00:00", "", static_cast<const char*>(nullptr)}) {
+    EXPECT_STREQ(WifiParser::MacAddressToString(mac), "06:00:00:00:04:00");
+    for (const char* bad : {"02:00:00:00:04", "zz:00:00:00:00:00", "", (const char*)nullptr}) {
         parser.StringToMac(mac, bad);
     }
-    EXPECT_EQ(mac[0], 6);
+    EXPECT_STREQ(WifiParser::MacAddressToString(mac), "06:00:00:00:04:00");
     EXPECT_EQ(countLog("Malformed mac address!"), 4u);
 
-    unsigned char bssid[6] = {0x77, 0x77, 0x77, 0x77, 0x77, 0x77};
-    parser.getBSSID(bssid, "02:00::00:00:04");  // five fields
-    EXPECT_EQ(std::vector<int>(bssid, bssid + 6), (std::vector<int>{2, 0, 0, 0, 4, 0x77}));
+    parser.getBSSID(mac, "02:00::00:00:04");  // five fields: octet 5 stays
+    EXPECT_STREQ(WifiParser::MacAddressToString(mac), "02:00:00:00:04:00");
     EXPECT_TRUE(logged(4, "extract failed"));
     EXPECT_TRUE(logged(4, "BSSID conversion failed"));
     EXPECT_TRUE(logged(1, "bssid extractOctetStr p: 02:00::00:00:04 index:5 length:6"));
-    parser.getBSSID(bssid, "0-:11:22:33:AB:cdef");
-    EXPECT_EQ(std::vector<int>(bssid, bssid + 6),
-              (std::vector<int>{0, 0x11, 0x22, 0x33, 0xab, 0xcd}));
+    parser.getBSSID(mac, "0-:11:22:33:AB:cdef");
+    EXPECT_STREQ(WifiParser::MacAddressToString(mac), "00:11:22:33:ab:cd");
     EXPECT_TRUE(logged(4, "Malformed octet data!"));
     EXPECT_TRUE(logged(1, "bssid octet 4 = 0xab"));
-    parser.getBSSID(bssid, nullptr);
+    parser.getBSSID(mac, nullptr);
     EXPECT_TRUE(logged(4, "Invalid parameter"));
 
     unsigned char out[3] = {'x', 'x', 'x'};
-    EXPECT_TRUE(parser.extractOctetStr("abc", 0, 6, ':', out));
-    EXPECT_STREQ(reinterpret_cast<char*>(out), "ab");
     EXPECT_TRUE(parser.extractOctetStr("aa:", 1, 6, ':', out));  // never reads past the end
     EXPECT_STREQ(reinterpret_cast<char*>(out), "");
     EXPECT_FALSE(parser.extractOctetStr("", 0, 6, ':', out));
     EXPECT_FALSE(parser.extractOctetStr("aa", 1, 6, ':', out));
     EXPECT_FALSE(parser.extractOctetStr("aa", 6, 6, ':', out));
 
-    struct Case {
-        const char* text;
-        int value;
-    };
-    for (const Case& c : {Case{"", 0}, Case{"0a", 10}, Case{"A0", 160}, Case{"fF", 255},
-                          Case{"7", 0x70}, Case{"zz", 83}, Case{"abc", 0xc0}, Case{"1 ", 0}}) {
-        EXPECT_EQ(parser.genNumericOctet(c.text), c.value) << c.text;
+    for (const auto& [octet, value] :
+         {std::pair{"", 0}, std::pair{"A0", 160}, std::pair{"fF", 255}, std::pair{"7", 0x70},
+          std::pair{"zz", 83}, std::pair{"abc", 0xc0}, std::pair{"1 ", 0}}) {
+        EXPECT_EQ(parser.genNumericOctet(octet), value) << octet;
     }
 }
 
@@ -301,7 +267,7 @@ TEST_F(WifiParserTest, BcdDigitsLowNibbleFirst) {
     char* text = WifiParser::BCDToString(octets, 2);
     EXPECT_STREQ(text, "1234");
     EXPECT_STREQ(WifiParser::BCDToString(octets, 4), "12345001");
-    EXPECT_TRUE(logged(4, "Invalid upper nibble in octet 10"));
+    EXPECT_TRUE(logged(4, "Invalid upper nibble in octet 10"));  // the nibble, not the index
     EXPECT_TRUE(logged(4, "Invalid lower nibble in octet 11"));
     EXPECT_STREQ(WifiParser::BCDToString(octets, 0), "");
     EXPECT_EQ(WifiParser::BCDToString(octets, 255), text);
