@@ -271,6 +271,11 @@ bool TpxWifiClientMgr::startWqeProfile(VorTpxDsd* dsd, unsigned long long measId
         requestMap.erase(key);
         return false;
     }
+    // The mask's look-up and its start may name different entries, so a started one can come
+    // back here; registering it twice would leave a registration that no stop takes back.
+    if (info.state == 2) {
+        return true;
+    }
     if (request->startMeasurement()) {
         info.state = 2;
         return true;

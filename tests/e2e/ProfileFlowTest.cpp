@@ -76,6 +76,12 @@ TEST_F(ProfileFlowTest, NumberedProfileForwardsEveryVerdict) {
     EXPECT_EQ(regs[0].overrides.rssiLow, 1);
     EXPECT_EQ(regs[0].cb, Proxy::updateWqeProfileStatus);
     EXPECT_EQ(regs[0].ctx, info.request->getStrategy());
+    const CasClientCb client = regs[0].client;
+    EXPECT_EQ(client.type, 2U);
+    EXPECT_EQ(client.cb, Proxy::updateWqeProfileStatus);
+    EXPECT_EQ(client.ctx, regs[0].ctx);
+    EXPECT_EQ(std::vector<uint32_t>(client.reserved, client.reserved + 4),
+              std::vector<uint32_t>(4, 0));
 
     // A pass, then every failure reason the service gives.
     const std::pair<int32_t, int32_t> verdicts[] = {{0, 0},  {9, 0},  {10, 1}, {11, 2}, {12, 3},
@@ -103,6 +109,9 @@ TEST_F(ProfileFlowTest, NumberedProfileForwardsEveryVerdict) {
     EXPECT_EQ(dereg.name, "profile35");
     EXPECT_EQ(dereg.operatorName, "OpB");
     EXPECT_EQ(dereg.overrides.rssiHigh, -55);
+    EXPECT_EQ(dereg.client.type, 2U);
+    EXPECT_EQ(dereg.client.cb, client.cb);
+    EXPECT_EQ(dereg.client.ctx, client.ctx);
     CasWlanNetConfigType result{};
     EXPECT_EQ(engine().deliverNotification("profile35", &result), 0U);
 }

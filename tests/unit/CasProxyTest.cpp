@@ -1,6 +1,5 @@
-// The profile proxy on its own: its registrations, the reason table, the default profile's
-// verdict and the refusal of null callbacks.
-#include <climits>
+// The profile proxy on its own: the default profile's registrations and verdict, a proxy without
+// quality service, and the refusal of null callbacks.
 #include <cstring>
 
 #include "CasProxy.h"
@@ -12,8 +11,6 @@ namespace {
 
 using emu::CasCall;
 using Proxy = WifiMeasurementRequest::CasProxy;
-constexpr const char* kFile = "src/CasProxy";
-constexpr int kYlm = 10357;
 
 class CasProxyTest : public ylmtest::EmuTest {
   protected:
@@ -42,39 +39,6 @@ void expectClient(const CasCall& c, CasNotifyCb cb, void* ctx) {
     }
 }
 
-TEST_F(CasProxyTest, RegistersAndDeregistersUnderTheProfileName) {
-    const struct {
-        int32_t p;
-        const char* name;
-    } cases[] = {{4, "profile4"}, {35, "profile35"}, {36, "dynamic"}, {42, "dynamic"}};
-    for (const auto& c : cases) {
-        engine().casCalls.clear();
-        auto proxy = make(c.p);
-        ASSERT_TRUE(proxy->startMeasurement());
-        EXPECT_TRUE(proxy->stopMeasurement());
-        const auto& calls = engine().casCalls;
-        ASSERT_EQ(calls.size(), 2U) << c.p;
-        for (const auto& call : calls) {
-            EXPECT_FALSE(call.nameNull);
-            EXPECT_EQ(call.name, c.name);
-            EXPECT_EQ(call.operatorName, "OpA");
-            EXPECT_EQ(call.overrides.rssiHigh, -60);
-            EXPECT_EQ(call.overrides.rssiLow, -80);
-            expectClient(call, Proxy::updateWqeProfileStatus, proxy.get());
-        }
-        EXPECT_EQ(calls[0].kind, CasCall::RegisterWifiNotification);
-        EXPECT_EQ(calls[0].cb, Proxy::updateWqeProfileStatus);
-        EXPECT_EQ(calls[0].ctx, proxy.get());
-        EXPECT_EQ(calls[1].kind, CasCall::DeregisterNoninternet);
-        EXPECT_FALSE(proxy->registeredForWifiState());
-    }
-    EXPECT_TRUE(
-        logged(2, kYlm, kFile,
-               "CasProxy Xtor for profile 42 RSSI high override -60 RSSI Low override -80"));
-    EXPECT_TRUE(logged(2, kYlm, kFile, "Request deregistered for profile: 35"));
-    EXPECT_EQ(countLog("CasProxy D-Xtor"), 4U);
-}
-
 TEST_F(CasProxyTest, DefaultProfileFollowsWifiStateAndRegistersUnnamed) {
     auto proxy = make(0);
     EXPECT_TRUE(proxy->registeredForWifiState());
@@ -101,15 +65,6 @@ TEST_F(CasProxyTest, WithoutDecisionEngineNothingIsRegistered) {
     proxy->stopMeasurement();
     EXPECT_TRUE(engine().casCalls.empty());
     EXPECT_EQ(countLog("CAS is NULL"), 2U);
-}
-
-TEST_F(CasProxyTest, ReasonCodes) {
-    const std::pair<int32_t, int> table[] = {{INT_MIN, 0}, {0, 0},  {9, 0},      {10, 1},
-                                             {11, 2},      {12, 3}, {13, 5},     {14, 4},
-                                             {15, 4},      {16, 0}, {INT_MAX, 0}};
-    for (const auto& [reason, code] : table) {
-        EXPECT_EQ(Proxy::getTpxStatusCode(static_cast<VorWQEResultReason>(reason)), code) << reason;
-    }
 }
 
 TEST_F(CasProxyTest, DefaultProfileVerdictNeedsConnectedStateAndBothFlags) {

@@ -156,13 +156,15 @@ TEST_F(ProfileCommandsTest, MaskStartsDynamicProfilesFirstAndStopsInOrder) {
     mask((1ULL << 3) | (1ULL << 4) | (1ULL << 32) | (1ULL << 33));  // already started
     EXPECT_EQ(engine().casCalls.size(), 4U);
 
+    init(42);
     mask(1ULL << 40);  // bits 0-2 and 10-31 mean nothing; 40 is profile 12, never initialised
     EXPECT_TRUE(logged(4, kYlm, kMgr, "Profile 12 not yet initialized"));
     EXPECT_EQ(mgr->requests().size(), 0U);  // stopped on the way to the uninitialised bit
     EXPECT_EQ(logTexts(kMgr).back(), "Profile 12 not yet initialized");
     const std::vector<std::string> stops = {
         "Dynamic Profile 36 stopped for meas_id 7 ", "Dynamic Profile 37 stopped for meas_id 7 ",
-        "Profile 4 stopped for meas_id 7 ", "Profile 5 stopped for meas_id 7 "};
+        "Dynamic Profile 42 stopped for meas_id 7 ", "Profile 4 stopped for meas_id 7 ",
+        "Profile 5 stopped for meas_id 7 "};
     std::vector<std::string> seen;
     for (const auto& t : logTexts(kMgr)) {
         if (t.find("stopped") != std::string::npos) {
@@ -171,6 +173,11 @@ TEST_F(ProfileCommandsTest, MaskStartsDynamicProfilesFirstAndStopsInOrder) {
     }
     EXPECT_EQ(seen, stops);
     EXPECT_EQ(engine().liveNotificationRegistrations().size(), 0U);
+    // 42 was created, never started: it is taken back from the service all the same.
+    EXPECT_EQ(names(CasCall::DeregisterNoninternet),
+              (std::vector<std::string>{"dynamic", "dynamic", "dynamic", "profile4", "profile5"}));
+    EXPECT_TRUE(logged(2, kYlm, "src/CasProxy", "Request deregistered for profile: 42"));
+    EXPECT_EQ(countLog("CasProxy D-Xtor"), 5U);
 }
 
 TEST_F(ProfileCommandsTest, UninitialisedDynamicBitAbandonsTheWholeMask) {
@@ -182,15 +189,6 @@ TEST_F(ProfileCommandsTest, UninitialisedDynamicBitAbandonsTheWholeMask) {
     EXPECT_EQ(state(4), 2);
     EXPECT_EQ(state(5), 1);
     EXPECT_EQ(names(CasCall::RegisterWifiNotification), std::vector<std::string>{"profile4"});
-}
-
-TEST_F(ProfileCommandsTest, CreatedProfileIsDeregisteredWhenCleared) {
-    init(42);
-    mask(0);
-    EXPECT_EQ(state(42), -1);
-    EXPECT_EQ(names(CasCall::DeregisterNoninternet), std::vector<std::string>{"dynamic"});
-    EXPECT_TRUE(logged(2, kYlm, "src/CasProxy", "Request deregistered for profile: 42"));
-    EXPECT_EQ(countLog("CasProxy D-Xtor"), 1U);
 }
 
 TEST_F(ProfileCommandsTest, LookUpUsesZeroForAnAbsentIdButStartUsesTheField) {
@@ -207,6 +205,13 @@ TEST_F(ProfileCommandsTest, LookUpUsesZeroForAnAbsentIdButStartUsesTheField) {
     EXPECT_TRUE(logged(4, kYlm, kMgr, "Unable to start the request for profile 7"));
     EXPECT_EQ(state(7, 0), 1);
     EXPECT_EQ(state(7, 3), -1);
+
+    // Found under 0 while started under 5 already: that entry is not registered a second time.
+    mask(1ULL << 34, 5, true);
+    init(6, 0, false);
+    mask(1ULL << 34, 5, false);
+    EXPECT_EQ(state(6, 5), 2);
+    EXPECT_EQ(names(CasCall::RegisterWifiNotification), std::vector<std::string>{"profile6"});
 }
 
 TEST_F(ProfileCommandsTest, FailedStartFreesTheRequest) {
