@@ -217,7 +217,12 @@ CasClientCb WifiMeasurementRequest::CasProxy::clientRecord() {
 // Every dynamic profile shares the one name; numbered profiles carry their number.
 void WifiMeasurementRequest::CasProxy::clientName(char (&name)[10]) const {
     if (profileNumber < kFirstDynamicProfile) {
-        std::snprintf(name, sizeof(name), "profile%d", profileNumber);
+        // The service takes a 10-byte name; numbered profiles (4 to 35) always fit in it.
+        char text[24];
+        std::snprintf(text, sizeof(text), "profile%d", profileNumber);
+        const size_t len = strnlen(text, sizeof(name) - 1);
+        std::memcpy(name, text, len);
+        name[len] = '\0';
     } else {
         std::snprintf(name, sizeof(name), "%s", "dynamic");
     }
