@@ -18,6 +18,9 @@
 #include "dsd_wifi_v01.h"
 #include "emu/Engine.h"
 
+// Known to the engine by name only.
+class TpxWifiClientMgr;
+
 namespace {
 
 // The manager's table as the engine indexes it; slots 0 and 1 are the two destructors.
@@ -31,13 +34,15 @@ enum Slot : size_t {
     kStopAllRequests = 8,
 };
 
+using Manager = TpxWifiClientMgr;
+using InitFn = Manager* (*)();
 // Each slot takes the object first, as a member function does on these targets.
-using StartFn = bool (*)(void*, VorTpxDsd*, dsd_start_wifi_meas_ind_msg_v01&);
-using ProfileInitFn = void (*)(void*, VorTpxDsd*, dsd_wqe_profile_init_ind_msg_v01&);
-using SetProfileFn = void (*)(void*, VorTpxDsd*, dsd_wqe_profile_type_ind_msg_v01&);
-using StopFn = void (*)(void*, VorTpxDsd*, dsd_stop_wifi_meas_ind_msg_v01&);
-using LinksFn = void (*)(void*, VorCom*, VorTimer*, VorSupplicantWrapper*);
-using ClientFn = void (*)(void*, VorTpxDsd*);
+using StartFn = bool (*)(Manager*, VorTpxDsd*, dsd_start_wifi_meas_ind_msg_v01&);
+using ProfileInitFn = void (*)(Manager*, VorTpxDsd*, dsd_wqe_profile_init_ind_msg_v01&);
+using SetProfileFn = void (*)(Manager*, VorTpxDsd*, dsd_wqe_profile_type_ind_msg_v01&);
+using StopFn = void (*)(Manager*, VorTpxDsd*, dsd_stop_wifi_meas_ind_msg_v01&);
+using LinksFn = void (*)(Manager*, VorCom*, VorTimer*, VorSupplicantWrapper*);
+using ClientFn = void (*)(Manager*, VorTpxDsd*);
 
 constexpr int32_t kMeasId = 7;
 constexpr uint32_t kReportingInterval = 30;
@@ -50,7 +55,7 @@ class LoadTest : public ::testing::Test {
         // Never closed: the engine keeps the plug-in for the life of the process.
         handle = dlopen(YLM_LIBRARY_PATH, RTLD_NOW);
         ASSERT_NE(handle, nullptr) << dlerror();
-        init = reinterpret_cast<void* (*)()>(dlsym(handle, "init"));
+        init = reinterpret_cast<InitFn>(dlsym(handle, "init"));
         ASSERT_NE(init, nullptr) << dlerror();
         manager = init();
         ASSERT_NE(manager, nullptr);
@@ -61,7 +66,7 @@ class LoadTest : public ::testing::Test {
 
     template <class Fn>
     Fn slot(Slot n) const {
-        void* const* table = *static_cast<void* const* const*>(manager);
+        void* const* table = *reinterpret_cast<void* const* const*>(manager);
         return reinterpret_cast<Fn>(table[n]);
     }
 
@@ -136,13 +141,13 @@ class LoadTest : public ::testing::Test {
     }
 
     void* handle = nullptr;
-    void* (*init)() = nullptr;
-    void* manager = nullptr;
+    InitFn init = nullptr;
+    Manager* manager = nullptr;
 };
 
 TEST_F(LoadTest, InitReturnsOneManagerAndOnlyTheEngineInterfaceIsExported) {
     EXPECT_EQ(init(), manager);
-    EXPECT_NE(*static_cast<void**>(manager), nullptr) << "no virtual table";
+    EXPECT_NE(*reinterpret_cast<void**>(manager), nullptr) << "no virtual table";
     for (const char* name :
          {"_ZN14HostapdWrapper14deleteInstanceEv", "_ZN11WifiUtility10loadDriverEv",
           "_ZN11WifiUtility12unloadDriverEv"}) {
