@@ -158,8 +158,8 @@ if ! abidiff "$baseline" "$tmp/current.abi" >"$tmp/report"; then
     cat "$tmp/report" >&2
     fail=1
 fi
-view --slots "$baseline" >"$tmp/slots-baseline"
-view --slots "$tmp/current.abi" >"$tmp/slots-current"
+view --slots "$baseline" | c++filt | uniq >"$tmp/slots-baseline"
+view --slots "$tmp/current.abi" | c++filt | uniq >"$tmp/slots-current"
 if ! diff -u --label "TpxWifiClientMgr virtual table (baseline)" \
         --label "TpxWifiClientMgr virtual table in $build" "$tmp/slots-baseline" "$tmp/slots-current" \
         >"$tmp/slots-diff"; then
