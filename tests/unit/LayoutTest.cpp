@@ -111,16 +111,20 @@ void checkField(const char* name, size_t compiledOffset, size_t memberSize, size
 
 }  // namespace
 
+// Member names cannot be parenthesised, hence the NOLINT.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 // One member of a record: its offset and size in bytes on every target.
-#define FIELD(T, f, off, size)                                                   \
-    checkField<T>(                                                               \
-        #T "::" #f, offsetof(T, f), sizeof(std::declval<T&>().f), (off), (size), \
-        [](T & r) -> auto& { return r.f; })
+#define FIELD(T, f, off, size)                                                              \
+    checkField<T>(                                                                          \
+        #T "::" #f, offsetof(T, f), sizeof(std::declval<T&>().f), static_cast<size_t>(off), \
+        static_cast<size_t>(size), [](T & r) -> auto& { return r.f; })
 // A member reached through nested arrays of records, at its absolute offset.
-#define PATH(T, path, off, size)                                              \
-    checkField<T>(                                                            \
-        #T "::" #path, (off), sizeof(std::declval<T&>().path), (off), (size), \
+#define PATH(T, path, off, size)                                                  \
+    checkField<T>(                                                                \
+        #T "::" #path, static_cast<size_t>(off), sizeof(std::declval<T&>().path), \
+        static_cast<size_t>(off), static_cast<size_t>(size),                      \
         [](T & r) -> auto& { return r.path; })
+// NOLINTEND(bugprone-macro-parentheses)
 
 TEST(LayoutTest, StartIndicationAndItsLists) {
     using B = dsd_wifi_ident_bssid_type_v01;
@@ -188,7 +192,7 @@ TEST(LayoutTest, MeasurementReport) {
     FIELD(T, bssid_list_len, 56, 4);
     FIELD(T, bssid_list, 64, 58 * 48);
     FIELD(T, reserved2848, 2848, 24);
-    constexpr size_t last = 64 + 57 * 48;
+    constexpr size_t last = 64 + size_t{57} * 48;
     PATH(T, bssid_list[57].bssid, last, 6);
     PATH(T, bssid_list[57].frequency, last + 8, 2);
     PATH(T, bssid_list[57].param_mask, last + 16, 8);
