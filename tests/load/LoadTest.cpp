@@ -201,7 +201,7 @@ TEST_F(LoadTest, Slot8StopsTheRawMeasurementsOfOneClient) {
 
 // The profile slots are exercised once the profile commands are on main (they were checked
 // against them before they landed); until then the manager's profile operations are empty.
-TEST_F(LoadTest, DISABLED_Slots3And4InitialiseAndStartAProfile) {
+TEST_F(LoadTest, Slots3And4InitialiseAndStartAProfile) {
     initializeLinks();
     startProfile4();
     EXPECT_TRUE(logged("wqeProfileInit: Profile ID 4 for meas_id 9"));
@@ -213,7 +213,7 @@ TEST_F(LoadTest, DISABLED_Slots3And4InitialiseAndStartAProfile) {
     EXPECT_EQ(reg.overrides.rssiLow, 1);
 }
 
-TEST_F(LoadTest, DISABLED_Slot7CreatesTheDefaultProfileThatSlot8Keeps) {
+TEST_F(LoadTest, Slot7CreatesTheDefaultProfileThatSlot8Keeps) {
     initializeLinks();
     slot<ClientFn>(kCreateDefaultProfile)(manager, dsd());
     EXPECT_EQ(liveRegistrations(""), 1u);
