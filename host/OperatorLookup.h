@@ -4,7 +4,7 @@
 #include <string>
 
 class OperatorLookup {
-public:
+  public:
     // The operator's name, or "ERROR" when the ICCID is unknown.
     static std::string lookupOperator(const std::string& iccid);
 };

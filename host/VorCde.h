@@ -72,19 +72,18 @@ static_assert(sizeof(CasWlanNetConfigType) == 204, "CasWlanNetConfigType size");
 #undef CAS_PIN
 
 class VorCdeCas {
-public:
+  public:
     void registerForWifiStateChangeNotification(CasWifiStateCb cb, void* ctx);
     bool registerForWifiNotification(CasClientCb& client, const char* name,
                                      _CQEClientOverrides& overrides, const std::string& opName,
                                      CasNotifyCb cb, void* ctx);
     void deregisterForWlanNetConfigChange(const CasClientCb& client);
     void deregisterForNoninternetService(const CasClientCb& client, const void* name,
-                                         const std::string& opName,
-                                         _CQEClientOverrides overrides);
+                                         const std::string& opName, _CQEClientOverrides overrides);
 };
 
 class VorCde {
-public:
+  public:
     // Null when the engine runs without a decision engine.
     static VorCde* getInstance();
     VorCdeCas* getCasInstance();

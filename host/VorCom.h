@@ -2,6 +2,6 @@
 #pragma once
 
 class VorCom {
-public:
+  public:
     VorCom() = default;
 };

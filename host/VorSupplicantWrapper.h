@@ -12,7 +12,7 @@ enum supplicantType_t : int32_t {
 };
 
 class VorSupplicantWrapper {
-public:
+  public:
     using ScanReadyCb = void (*)(void* hostCtx, void* ctx);
 
     // RSSI (dBm) of the last successful signal poll. It must stay the first data member: the

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 class VorTimer {
-public:
+  public:
     using Callback = int (*)(void* ctx);
 
     // Returns the id that removeTimedCallback takes.

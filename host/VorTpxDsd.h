@@ -4,7 +4,7 @@
 #include "dsd_wifi_v01.h"
 
 class VorTpxDsd {
-public:
+  public:
     // Each returns true when the engine accepted the message; the plug-in ignores the result.
     bool sendWifiMeasurementReport(dsd_wifi_meas_report_req_msg_v01& msg);
     bool sendWifiAvailableStatus(dsd_wlan_available_req_msg_v01& msg);

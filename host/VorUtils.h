@@ -27,7 +27,7 @@ static_assert(offsetof(_VorForkExecOpt, word9) == 2 * sizeof(void*) + 28, "_VorF
 static_assert(sizeof(_VorForkExecOpt) == (sizeof(void*) == 4 ? 40 : 48), "_VorForkExecOpt size");
 
 class VorUtils {
-public:
+  public:
     // Runs the command line, captures its output as the options say; 0 on success.
     static int forkExec(const char* cmdLine, _VorForkExecOpt* opt);
     static int getWlanChipsetType();

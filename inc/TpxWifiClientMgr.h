@@ -17,7 +17,7 @@ class VorSupplicantWrapper;
 class WifiInfoProvider;
 
 class TpxWifiClientMgr {
-public:
+  public:
     struct WifiMeasurementRequestKey {
         VorTpxDsd* dsd;
         uint64_t measId;
@@ -56,7 +56,7 @@ public:
 
     const RequestMap& requests() const { return requestMap; }
 
-private:
+  private:
     TpxWifiClientMgr() = default;
     bool linksReady(const char* what) const;
 

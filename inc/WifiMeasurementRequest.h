@@ -16,7 +16,7 @@ class WifiInfoProvider;
 using DeleteCb = void (*)(void*, void*);
 
 class MeasurementStrategy {
-public:
+  public:
     virtual bool startMeasurement() = 0;
     virtual bool stopMeasurement() = 0;
     virtual ~MeasurementStrategy() = default;
@@ -29,7 +29,7 @@ struct ProfileInfoType {
 };
 
 class WifiMeasurementRequest {
-public:
+  public:
     class RawMeasurement;
     class CasProxy;
 
@@ -48,7 +48,7 @@ public:
 
     MeasurementStrategy* getStrategy() const { return strategy; }
 
-private:
+  private:
     VorTpxDsd* dsd;
     VorTimer* timer;
     VorSupplicantWrapper* supplicant;

@@ -16,7 +16,10 @@ WifiMeasurementRequest::WifiMeasurementRequest(VorTpxDsd& dsdRef, VorCom& com, V
                                                WifiInfoProvider& info,
                                                dsd_start_wifi_meas_ind_msg_v01& ind,
                                                DeleteCb deleteCb)
-    : dsd(&dsdRef), timer(&timerRef), supplicant(&supplicantRef), strategy(nullptr),
+    : dsd(&dsdRef),
+      timer(&timerRef),
+      supplicant(&supplicantRef),
+      strategy(nullptr),
       strategyOutlivesEnvelope(false) {
     YLM_LOG(2, "WifiMeasurementRequest Xtor Raw");
     strategy = new RawMeasurement(dsdRef, com, timerRef, supplicantRef, info, ind, deleteCb);
@@ -26,7 +29,10 @@ WifiMeasurementRequest::WifiMeasurementRequest(VorTpxDsd& dsdRef, VorCom& com, V
                                                VorSupplicantWrapper& supplicantRef,
                                                WifiInfoProvider& info, unsigned long long measId,
                                                ProfileInfoType profile, DeleteCb deleteCb)
-    : dsd(&dsdRef), timer(&timerRef), supplicant(&supplicantRef), strategy(nullptr),
+    : dsd(&dsdRef),
+      timer(&timerRef),
+      supplicant(&supplicantRef),
+      strategy(nullptr),
       strategyOutlivesEnvelope(false) {
     YLM_LOG(2, "WifiMeasurementRequest Xtor Quality");
     auto* proxy = new CasProxy(dsdRef, com, timerRef, supplicantRef, info, measId,

@@ -54,7 +54,9 @@ std::string num(T v) {
     return std::to_string(v);
 }
 
-std::string boolText(bool v) { return v ? "true" : "false"; }
+std::string boolText(bool v) {
+    return v ? "true" : "false";
+}
 
 std::vector<DecodedField> decodeReport(const dsd_wifi_meas_report_req_msg_v01& m) {
     std::vector<DecodedField> f;
@@ -95,7 +97,9 @@ std::vector<DecodedField> decodeReport(const dsd_wifi_meas_report_req_msg_v01& m
     return f;
 }
 
-std::string ipv6(const uint8_t* b) { return bytesArray(b, 16); }
+std::string ipv6(const uint8_t* b) {
+    return bytesArray(b, 16);
+}
 
 std::vector<DecodedField> decodeWlan(const dsd_wlan_available_req_msg_v01& m) {
     std::vector<DecodedField> f;
@@ -151,8 +155,7 @@ std::vector<DecodedField> decodeQuality(const dsd_set_wqe_profile_quality_status
             {"status_code", num(m.status_code)},
             {"meas_id_valid", num(m.meas_id_valid)},
             {"meas_id", num(m.meas_id)},
-            {"reserved_zero",
-             boolText(allZero(m.pad5) && allZero(m.pad13) && allZero(m.pad21))}};
+            {"reserved_zero", boolText(allZero(m.pad5) && allZero(m.pad13) && allZero(m.pad21))}};
 }
 
 std::vector<DecodedField> decodeNotify(const dsd_notify_data_settings_req_msg_v01& m) {

@@ -92,9 +92,13 @@ bool ScriptedSupplicant::command(int type, const std::string& cmd, std::string& 
     return true;
 }
 
-bool ScriptedSupplicant::connect(int type) { return connectFailures.count(type) == 0; }
+bool ScriptedSupplicant::connect(int type) {
+    return connectFailures.count(type) == 0;
+}
 
-bool ScriptedSupplicant::disconnect(int /*type*/) { return true; }
+bool ScriptedSupplicant::disconnect(int /*type*/) {
+    return true;
+}
 
 void ScriptedForkExec::setResult(const std::string& cmdLine, std::string output, int rc) {
     results[cmdLine] = {std::move(output), rc};
@@ -116,7 +120,9 @@ Engine& Engine::instance() {
     return *engine;
 }
 
-Engine::Engine() : supplicantImpl(&scripted), forkImpl(&scriptedFork) { reset(); }
+Engine::Engine() : supplicantImpl(&scripted), forkImpl(&scriptedFork) {
+    reset();
+}
 
 void Engine::reset() {
     logs.clear();
@@ -157,7 +163,8 @@ void Engine::setLogEcho(FILE* out, int minLevel) {
     echoMinLevel = minLevel;
 }
 
-void Engine::captureLog(int level, int module, const char* file, int line, const std::string& text) {
+void Engine::captureLog(int level, int module, const char* file, int line,
+                        const std::string& text) {
     logs.push_back({level, module, file != nullptr ? file : "", line, text});
     if (echo != nullptr && level >= echoMinLevel) {
         std::fprintf(echo, "[%d %d %s:%d] %s\n", level, module, file != nullptr ? file : "", line,

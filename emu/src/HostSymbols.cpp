@@ -29,7 +29,9 @@ void VorMsg::vor_log_v(int level, int module, const char* file, int line, const 
     if (fmt != nullptr) {
         va_list copy;
         va_copy(copy, args);
-        const int n = std::vsnprintf(nullptr, 0, fmt, copy);
+        // The analyzer cannot see that va_copy initialised the copy.
+        const int n =
+            std::vsnprintf(nullptr, 0, fmt, copy);  // NOLINT(clang-analyzer-valist.Uninitialized)
         va_end(copy);
         if (n > 0) {
             text.resize(static_cast<size_t>(n) + 1);
@@ -62,7 +64,9 @@ bool VorTpxDsd::sendNotifyDataSettings(dsd_notify_data_settings_req_msg_v01& msg
 int32_t VorTimer::addTimedCallback(int64_t period, Callback cb, void* ctx) {
     return Engine::instance().addTimer(period, cb, ctx);
 }
-void VorTimer::removeTimedCallback(int32_t id) { Engine::instance().removeTimer(id); }
+void VorTimer::removeTimedCallback(int32_t id) {
+    Engine::instance().removeTimer(id);
+}
 
 // ---- supplicant channel ----------------------------------------------------------------------
 const char* const VorSupplicantWrapper::statusCmd = "STATUS";
@@ -176,9 +180,11 @@ int VorUtils::forkExec(const char* cmdLine, _VorForkExecOpt* opt) {
     call.cmdLine = cmdLine != nullptr ? cmdLine : "";
     if (opt != nullptr) {
         const auto addr = reinterpret_cast<uintptr_t>(opt->outBuf);
-        const uint32_t w[10] = {opt->word0, static_cast<uint32_t>(addr), opt->outBufSize,
-                                opt->word3, opt->word4, opt->word5, opt->word6, opt->word7,
-                                opt->word8, opt->word9};
+        const uint32_t w[10] = {opt->word0,      static_cast<uint32_t>(addr),
+                                opt->outBufSize, opt->word3,
+                                opt->word4,      opt->word5,
+                                opt->word6,      opt->word7,
+                                opt->word8,      opt->word9};
         std::copy(std::begin(w), std::end(w), call.words);
         call.bufferGiven = opt->outBuf != nullptr;
         call.bufferSize = opt->outBufSize;
@@ -200,7 +206,9 @@ int VorUtils::forkExec(const char* cmdLine, _VorForkExecOpt* opt) {
     return rc;
 }
 
-int VorUtils::getWlanChipsetType() { return Engine::instance().chipsetType; }
+int VorUtils::getWlanChipsetType() {
+    return Engine::instance().chipsetType;
+}
 
 // ---- connectivity-quality service ------------------------------------------------------------
 namespace {
@@ -212,7 +220,9 @@ VorCde* VorCde::getInstance() {
     return Engine::instance().decisionEnginePresent ? &gCde : nullptr;
 }
 
-VorCdeCas* VorCde::getCasInstance() { return &gCas; }
+VorCdeCas* VorCde::getCasInstance() {
+    return &gCas;
+}
 
 void VorCdeCas::registerForWifiStateChangeNotification(CasWifiStateCb cb, void* ctx) {
     emu::CasCall c{};

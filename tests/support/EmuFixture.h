@@ -19,7 +19,7 @@ struct LogMatch {
 };
 
 class EmuTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { emu::Engine::instance().reset(); }
     emu::Engine& engine() { return emu::Engine::instance(); }
 

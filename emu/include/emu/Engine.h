@@ -23,7 +23,12 @@
 namespace emu {
 
 // ---- DSD client ------------------------------------------------------------------------------
-enum class DsdOp { WifiMeasurementReport, WifiAvailableStatus, WqeProfileStatus, NotifyDataSettings };
+enum class DsdOp {
+    WifiMeasurementReport,
+    WifiAvailableStatus,
+    WqeProfileStatus,
+    NotifyDataSettings
+};
 const char* dsdOpName(DsdOp op);
 
 struct DsdMessage {
@@ -64,7 +69,15 @@ struct TimerEntry {
 
 // ---- supplicant channel ----------------------------------------------------------------------
 struct SupplicantEvent {
-    enum Kind { Command, CommandNoReply, Connect, Disconnect, FrequencyFilter, BssidFilter, RegisterScanReady };
+    enum Kind {
+        Command,
+        CommandNoReply,
+        Connect,
+        Disconnect,
+        FrequencyFilter,
+        BssidFilter,
+        RegisterScanReady
+    };
     Kind kind;
     int type;          // supplicantType_t of the call (0 when the form takes none)
     std::string text;  // command or filter text
@@ -74,7 +87,7 @@ const char* supplicantEventName(SupplicantEvent::Kind kind);
 
 // Where supplicant commands go: scripted replies (tests) or a real wpa_supplicant (live mode).
 class SupplicantBackend {
-public:
+  public:
     virtual ~SupplicantBackend() = default;
     virtual bool command(int type, const std::string& cmd, std::string& reply) = 0;
     virtual bool connect(int type) = 0;
@@ -85,7 +98,7 @@ public:
 
 // Replies per (interface type, command text). A command with no reply and no failure set fails.
 class ScriptedSupplicant : public SupplicantBackend {
-public:
+  public:
     void setReply(const std::string& cmd, std::string reply, int type = 0);
     void setFailure(const std::string& cmd, bool fail = true, int type = 0);
     void setConnectFailure(int type, bool fail = true);
@@ -97,7 +110,7 @@ public:
     bool setFrequencyFilter(const std::string&) override { return true; }
     bool setBssidFilter(const std::string&) override { return true; }
 
-private:
+  private:
     std::map<std::pair<int, std::string>, std::string> replies;
     std::set<std::pair<int, std::string>> failures;
     std::set<int> connectFailures;
@@ -112,7 +125,7 @@ struct ForkExecCall {
 };
 
 class ForkExecBackend {
-public:
+  public:
     virtual ~ForkExecBackend() = default;
     // Runs the command line; output is what it printed. Returns 0 on success.
     virtual int run(const std::string& cmdLine, std::string& output) = 0;
@@ -120,18 +133,23 @@ public:
 
 // Output and return code per exact command line; an unknown line returns 127 with no output.
 class ScriptedForkExec : public ForkExecBackend {
-public:
+  public:
     void setResult(const std::string& cmdLine, std::string output, int rc = 0);
     void clear() { results.clear(); }
     int run(const std::string& cmdLine, std::string& output) override;
 
-private:
+  private:
     std::map<std::string, std::pair<std::string, int>> results;
 };
 
 // ---- connectivity-quality service ------------------------------------------------------------
 struct CasCall {
-    enum Kind { RegisterWifiState, RegisterWifiNotification, DeregisterWlanNetConfig, DeregisterNoninternet };
+    enum Kind {
+        RegisterWifiState,
+        RegisterWifiNotification,
+        DeregisterWlanNetConfig,
+        DeregisterNoninternet
+    };
     Kind kind;
     bool nameNull;
     std::string name;
@@ -146,7 +164,7 @@ const char* casCallName(CasCall::Kind kind);
 
 // ---- the engine ------------------------------------------------------------------------------
 class Engine {
-public:
+  public:
     static Engine& instance();
 
     // Back to a fresh engine: new service objects, empty records, virtual clock at 0, scripted
@@ -176,7 +194,7 @@ public:
     void advance(int64_t dt);
     // Time of the next due callback, or -1 when none is armed.
     int64_t nextDue() const;
-    std::vector<TimerEntry> timers;   // every timer ever added, in order
+    std::vector<TimerEntry> timers;  // every timer ever added, in order
     std::vector<int32_t> removedTimerIds;
     int32_t addTimer(int64_t period, VorTimer::Callback cb, void* ctx);
     void removeTimer(int32_t id);
@@ -216,7 +234,7 @@ public:
     std::map<std::string, std::string> operators;
     std::vector<std::string> operatorLookups;
 
-private:
+  private:
     Engine();
     VorCom comObj;
     VorTimer timerObj;

@@ -1,0 +1,94 @@
+#!/usr/bin/env bash
+# The whole test suite, as CI runs it:
+#   1. host build (gcc) and its tests (unit, end-to-end, load, simulator, symbol/ABI checks),
+#      then clang-format and clang-tidy over the sources;
+#   2. the same suite built with clang and ASan+UBSan (any finding fails);
+#   3. every libFuzzer target for a short fixed number of runs;
+#   4. armv7 and arm64 builds, their tests under qemu-user, symbol and ABI checks;
+#   5. the real-radio testbed (qemu VM with simulated radios and real daemons).
+# Stages can be skipped locally with YLM_SKIP="cross testbed" (CI skips nothing).
+set -uo pipefail
+cd "$(dirname "$0")/.."
+
+passed=0
+failed=0
+failures=()
+skip=" ${YLM_SKIP:-} "
+
+# Runs one CTest pass and adds its counts to the totals.
+run_ctest() {
+    local name=$1
+    shift
+    local log
+    log=$(mktemp)
+    ctest "$@" 2>&1 | tee "$log"
+    local line
+    line=$(grep -E 'tests passed, [0-9]+ tests? failed out of [0-9]+' "$log" | tail -n 1)
+    if [ -z "$line" ]; then
+        failures+=("$name: no test ran")
+        failed=$((failed + 1))
+    else
+        local total bad
+        total=$(sed -E 's/.*out of ([0-9]+).*/\1/' <<<"$line")
+        bad=$(sed -E 's/.*, ([0-9]+) tests? failed.*/\1/' <<<"$line")
+        passed=$((passed + total - bad))
+        failed=$((failed + bad))
+        [ "$bad" -eq 0 ] || failures+=("$name: $bad failed")
+    fi
+    rm -f "$log"
+}
+
+# Runs a stage command; a non-zero exit counts as one failure.
+run_stage() {
+    local name=$1
+    shift
+    echo "=== $name"
+    if "$@"; then
+        return 0
+    fi
+    failures+=("$name: exit status $?")
+    failed=$((failed + 1))
+    return 1
+}
+
+skipped() { [[ "$skip" == *" $1 "* ]] && echo "=== $1: skipped (YLM_SKIP)"; }
+
+if run_stage "host build" bash -c 'cmake --preset default >/dev/null && cmake --build --preset default'; then
+    run_ctest "host tests" --preset default
+fi
+
+if ! skipped lint; then
+    run_stage "lint (clang-format, clang-tidy)" scripts/lint.sh build/default
+fi
+
+if ! skipped asan; then
+    if run_stage "asan build" bash -c 'cmake --preset asan >/dev/null && cmake --build --preset asan'; then
+        run_ctest "asan tests" --preset asan
+    fi
+fi
+
+if ! skipped fuzz; then
+    if run_stage "fuzz build" bash -c 'cmake --preset fuzz >/dev/null && cmake --build --preset fuzz'; then
+        run_ctest "fuzz smoke" --test-dir build/fuzz -L fuzz -j2 --output-on-failure
+    fi
+fi
+
+if ! skipped cross; then
+    for target in armv7 arm64; do
+        if run_stage "$target build" bash -c "cmake --preset $target >/dev/null && cmake --build --preset $target"; then
+            run_ctest "$target tests" --preset "$target"
+        fi
+    done
+fi
+
+if ! skipped testbed; then
+    run_stage "real-radio testbed" tests/testbed/run.sh build/default
+fi
+
+echo
+echo "=== summary"
+for f in "${failures[@]}"; do
+    echo "FAILED: $f"
+done
+echo "suite: $passed passed, $failed failed"
+[ "$failed" -eq 0 ]
