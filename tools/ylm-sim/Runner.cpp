@@ -1,13 +1,11 @@
 #include "Runner.h"
 
-#include <dlfcn.h>
 #include <poll.h>
 
 #include <chrono>
 #include <cmath>
 #include <csignal>
 
-#include "TpxWifiClientMgr.h"
 #include "emu/Engine.h"
 
 namespace ylmsim {
@@ -28,26 +26,6 @@ double monotonicSeconds() {
 constexpr int kMaxEventsPerInstant = 1000;
 
 }  // namespace
-
-TpxWifiClientMgr* loadPlugin(const std::string& path, std::string& error) {
-    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) {
-        const char* why = dlerror();
-        error = why != nullptr ? why : "dlopen failed";
-        return nullptr;
-    }
-    using InitFn = TpxWifiClientMgr* (*)();
-    auto init = reinterpret_cast<InitFn>(dlsym(handle, "init"));
-    if (init == nullptr) {
-        error = path + " has no init function";
-        return nullptr;
-    }
-    TpxWifiClientMgr* mgr = init();
-    if (mgr == nullptr) {
-        error = "init returned no manager";
-    }
-    return mgr;
-}
 
 Runner::Runner(const Scenario& scenario, const RunOptions& options, FILE* out, FILE* e)
     : sc(scenario), opts(options), err(e), printer(out, e, options.output) {
@@ -87,14 +65,13 @@ bool Runner::setUp() {
         e.dsd(i);
     }
     std::string error;
-    mgr = loadPlugin(opts.library, error);
-    if (mgr == nullptr) {
+    if (!plugin.load(opts.library, error)) {
         std::fprintf(err, "ylm-sim: cannot load the plug-in %s: %s\n", opts.library.c_str(),
                      error.c_str());
         return false;
     }
     printer.row("", "->", "init", "");
-    mgr->initializeLinks(e.com(), e.timer(), e.supplicant());
+    plugin.initializeLinks(e.com(), e.timer(), e.supplicant());
     printer.row("", "->", "initializeLinks", "");
     printer.flush();
     startTime = monotonicSeconds();
@@ -203,35 +180,35 @@ void Runner::indication(const Step& s) {
         case StepKind::StartMeasurement: {
             auto ind = s.start;
             op = "startWifiMeasurement";
-            const bool ok = mgr->startWifiMeasurement(dsd, ind);
+            const bool ok = plugin.startWifiMeasurement(dsd, ind);
             details += std::string(" -> ") + (ok ? "true" : "false");
             break;
         }
         case StepKind::StopMeasurement: {
             auto ind = s.stop;
             op = "stopWifiMeasurement";
-            mgr->stopWifiMeasurement(dsd, ind);
+            plugin.stopWifiMeasurement(dsd, ind);
             break;
         }
         case StepKind::ProfileInit: {
             auto ind = s.init;
             op = "wqeProfileInit";
-            mgr->wqeProfileInit(dsd, ind);
+            plugin.wqeProfileInit(dsd, ind);
             break;
         }
         case StepKind::ProfileMask: {
             auto ind = s.mask;
             op = "setWqeProfile";
-            mgr->setWqeProfile(dsd, ind);
+            plugin.setWqeProfile(dsd, ind);
             break;
         }
         case StepKind::DefaultProfile:
             op = "createDefaultProfile";
-            mgr->createDefaultProfile(dsd);
+            plugin.createDefaultProfile(dsd);
             break;
         default:
             op = "stopAllRequests";
-            mgr->stopAllRequests(dsd);
+            plugin.stopAllRequests(dsd);
             break;
     }
     printer.row(std::to_string(s.dsd), "->", op, details);

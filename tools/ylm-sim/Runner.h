@@ -6,11 +6,10 @@
 #include <string>
 
 #include "Live.h"
+#include "Plugin.h"
 #include "Printer.h"
 #include "Scenario.h"
 #include "SimSupplicant.h"
-
-class TpxWifiClientMgr;
 
 namespace ylmsim {
 
@@ -20,9 +19,6 @@ struct RunOptions {
     LiveOptions liveOptions;
     OutputOptions output;
 };
-
-// dlopen, then the exported init; null with the reason in error when either fails.
-TpxWifiClientMgr* loadPlugin(const std::string& path, std::string& error);
 
 class Runner {
   public:
@@ -51,7 +47,7 @@ class Runner {
     SimSupplicant scripted;
     std::unique_ptr<LiveSupplicant> live;
     LiveForkExec liveFork;
-    TpxWifiClientMgr* mgr = nullptr;
+    Plugin plugin;
     int64_t cursor = 0;  // the scenario's time
     double startTime = 0;
     bool interrupted = false;
