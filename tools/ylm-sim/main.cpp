@@ -33,7 +33,7 @@ bool readable(const std::string& path) {
 // The libylm.so built with this simulator: the path compiled in, or, when the build tree has
 // moved, the one beside the executable's directory.
 std::string defaultLibrary() {
-    const std::string built = YLM_LIBRARY_PATH;
+    std::string built = YLM_LIBRARY_PATH;
     if (readable(built)) {
         return built;
     }
@@ -111,12 +111,14 @@ int main(int argc, char** argv) {
             if (!takeValue(target) || target.empty()) {
                 return usageError(arg + " needs a value");
             }
-        } else if (arg.rfind("-", 0) == 0 && arg != "-") {
+        } else if (arg.rfind('-', 0) == 0 && arg != "-") {
             return usageError("unknown option " + arg);
         } else if (scenarioPath.empty()) {
             scenarioPath = arg;
         } else {
-            return usageError("only one scenario file, got " + scenarioPath + " and " + arg);
+            std::string why = "only one scenario file, got " + scenarioPath;
+            why += " and " + arg;
+            return usageError(why);
         }
     }
     if (opts.library.empty()) {
