@@ -127,6 +127,25 @@ std::string describeWlan(const json& j) {
     return d;
 }
 
+// A log text on one line: line breaks and other control characters written as escapes.
+std::string oneLine(const std::string& text) {
+    std::string out;
+    for (const char c : text) {
+        if (c == '\n') {
+            out += "\\n";
+        } else if (c == '\t') {
+            out += "\\t";
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            char buf[8];
+            std::snprintf(buf, sizeof buf, "\\x%02x", static_cast<unsigned char>(c));
+            out += buf;
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
 std::string plural(size_t n, const char* one, const char* many) {
     return std::to_string(n) + " " + (n == 1 ? one : many);
 }
@@ -242,12 +261,13 @@ void Printer::flush() {
         if (opts.logLevel < 0 || l.level < opts.logLevel) {
             continue;
         }
+        const std::string text = oneLine(l.text);
         if (opts.json) {
             std::fprintf(err, "[%d %d %s:%d] %s\n", l.level, l.module, l.file.c_str(), l.line,
-                         l.text.c_str());
+                         text.c_str());
         } else {
             std::fprintf(out, "%*slog %d %s:%d  %s\n", kDetailsColumn - 4, "", l.level,
-                         l.file.c_str(), l.line, l.text.c_str());
+                         l.file.c_str(), l.line, text.c_str());
         }
     }
     for (; messagesShown < e.messages.size(); ++messagesShown) {
@@ -289,7 +309,7 @@ void Printer::summary(const std::map<std::string, size_t>& unanswered, size_t nC
     size_t dirty = 0;
     for (const auto& m : e.messages) {
         ++byOp[emu::dsdOpName(m.op)];
-        ++byClient["dsd " + std::to_string(clientIndex(m.dsd, nClients))];
+        ++byClient["dsd " + std::to_string(clientIndex(m.dsd, nClients)) + ":"];
         for (const auto& [name, value] : emu::decodeDsd(m.op, m.bytes)) {
             dirty += name == "reserved_zero" && value == "false" ? 1 : 0;
         }
