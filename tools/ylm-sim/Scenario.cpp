@@ -511,7 +511,9 @@ struct Loader {
         }
     }
 
-    void startMeasurement(const MapReader& m, Step& s) {
+    void startMeasurement(const Field& f, Step& s) {
+        const MapReader m(f, {"dsd", "meas_id", "meas_param_mask", "ssid_list", "sampling_interval",
+                              "reporting_interval", "alpha"});
         auto& ind = s.start;
         s.dsd = client(m);
         ind.meas_id =
@@ -557,7 +559,8 @@ struct Loader {
         }
     }
 
-    void stopMeasurement(const MapReader& m, Step& s) {
+    void stopMeasurement(const Field& f, Step& s) {
+        const MapReader m(f, {"dsd", "meas_id"});
         s.dsd = client(m);
         s.stop.meas_id =
             static_cast<int32_t>(integer(m.need("meas_id"), std::numeric_limits<int32_t>::min(),
@@ -565,7 +568,8 @@ struct Loader {
         s.summary = "meas_id=" + std::to_string(s.stop.meas_id);
     }
 
-    void profileInit(const MapReader& m, Step& s) {
+    void profileInit(const Field& f, Step& s) {
+        const MapReader m(f, {"dsd", "profile_type", "rssi_low", "rssi_high", "iccid", "meas_id"});
         auto& ind = s.init;
         s.dsd = client(m);
         ind.profile_type = static_cast<int32_t>(integer(m.need("profile_type"),
@@ -607,7 +611,8 @@ struct Loader {
         return p >= 36 ? static_cast<int>(p - 33) : static_cast<int>(p + 28);
     }
 
-    void profileMask(const MapReader& m, Step& s) {
+    void profileMask(const Field& f, Step& s) {
+        const MapReader m(f, {"dsd", "profile_type_mask", "profiles", "meas_id"});
         auto& ind = s.mask;
         s.dsd = client(m);
         if (m.oneOf({"profile_type_mask", "profiles"}) == "profiles") {
@@ -671,7 +676,8 @@ struct Loader {
         s.summary = "name=" + (s.nameNull ? std::string("(none)") : s.text);
     }
 
-    static void casVerdict(const MapReader& m, Step& s) {
+    void casVerdict(const Field& f, Step& s) {
+        const MapReader m(f, {"name", "pass", "reason"});
         registrationName(m, s, true);
         s.cas.isActive = boolean(m.need("pass")) ? 1 : 0;
         if (auto r = m.opt("reason")) {
@@ -698,7 +704,10 @@ struct Loader {
         return int32(f);
     }
 
-    static void netConfig(const MapReader& m, Step& s) {
+    void netConfig(const Field& f, Step& s) {
+        const MapReader m(
+            f, {"name", "net_type", "state", "ssid", "bssid", "ipv4_addr", "ipv6_addr", "dns_ipv4",
+                "dns_ipv6", "net_flag", "station_flag", "is_active", "reason", "country_code"});
         auto& c = s.cas;
         registrationName(m, s, false);
         c.netType = netType(m.need("net_type"));
@@ -785,6 +794,92 @@ struct Loader {
         return out;
     }
 
+    void time(const Field& f, Step& s) {
+        s.seconds = seconds(f);
+        if (s.kind == StepKind::At && s.seconds < now) {
+            fail(f, "time " + std::to_string(s.seconds) + " is before the current time " +
+                        std::to_string(now));
+        }
+        now = s.kind == StepKind::At ? s.seconds : now + s.seconds;
+    }
+
+    void note(const Field& f, Step& s) { s.text = text(f, 4096); }
+
+    void clientOnly(const Field& f, Step& s) { s.dsd = client(MapReader(f, {"dsd"})); }
+
+    void scanReady(const Field& f, Step& s) {
+        const MapReader m(f, {"timeout"});
+        s.seconds = m.has("timeout") ? seconds(m.need("timeout")) : 10;
+    }
+
+    void wifiState(const Field& f, Step& s) {
+        s.flag = boolean(f);
+        s.summary = std::string("wifi_on=") + (s.flag ? "1" : "0");
+    }
+
+    void daemonStep(const Field& f, Step& s) {
+        s.daemon = daemon(f);
+        s.summary = daemonSummary(s.daemon);
+    }
+
+    void forkStep(const Field& f, Step& s) {
+        s.forks = forks(f);
+        for (const auto& r : s.forks) {
+            s.summary += (s.summary.empty() ? "" : "; ") + r.command;
+            s.summary += ": rc=" + std::to_string(r.rc);
+        }
+    }
+
+    void engineStep(const Field& f, Step& s) {
+        s.engine = engine(f);
+        if (s.engine.chipsetType) {
+            s.summary += "chipset_type=" + std::to_string(*s.engine.chipsetType) + " ";
+        }
+        if (s.engine.decisionEngine) {
+            s.summary +=
+                std::string("decision_engine=") + (*s.engine.decisionEngine ? "true " : "false ");
+        }
+        s.summary += std::to_string(s.engine.operators.size()) + " operator(s)";
+    }
+
+    struct Action {
+        const char* name;
+        StepKind kind;
+        void (Loader::*parse)(const Field&, Step&);
+    };
+
+    static const std::vector<Action>& actions() {
+        static const std::vector<Action> table = {
+            {"advance", StepKind::Advance, &Loader::time},
+            {"at", StepKind::At, &Loader::time},
+            {"note", StepKind::Note, &Loader::note},
+            {"start_measurement", StepKind::StartMeasurement, &Loader::startMeasurement},
+            {"stop_measurement", StepKind::StopMeasurement, &Loader::stopMeasurement},
+            {"profile_init", StepKind::ProfileInit, &Loader::profileInit},
+            {"profile_mask", StepKind::ProfileMask, &Loader::profileMask},
+            {"default_profile", StepKind::DefaultProfile, &Loader::clientOnly},
+            {"stop_all", StepKind::StopAll, &Loader::clientOnly},
+            {"scan_ready", StepKind::ScanReady, &Loader::scanReady},
+            {"cas_verdict", StepKind::CasVerdict, &Loader::casVerdict},
+            {"net_config", StepKind::NetConfig, &Loader::netConfig},
+            {"wifi_state", StepKind::WifiState, &Loader::wifiState},
+            {"daemon", StepKind::Daemon, &Loader::daemonStep},
+            {"forkexec", StepKind::ForkExec, &Loader::forkStep},
+            {"engine", StepKind::Engine, &Loader::engineStep},
+        };
+        return table;
+    }
+
+    static std::string actionNames() {
+        std::string out;
+        const auto& table = actions();
+        for (size_t i = 0; i < table.size(); ++i) {
+            out += i == 0 ? "" : i + 1 == table.size() ? " or " : ", ";
+            out += table[i].name;
+        }
+        return out;
+    }
+
     Step step(const Field& item) {
         if (!item.node.IsMap() || item.node.size() != 1) {
             fail(item, "expected a step: a map with exactly one action, such as advance: 5");
@@ -792,87 +887,18 @@ struct Loader {
         const auto entry = *item.node.begin();
         const Field keyField = sub(item, entry.first, "");
         const std::string key = scalar(keyField, "an action name");
-        const Field value = sub(item, entry.second, "." + key);
-        Step s;
-        s.line = keyField.line;
-        const Field named{value.node, value.path, value.file, keyField.line};
-        if (key == "advance" || key == "at") {
-            s.kind = key == "advance" ? StepKind::Advance : StepKind::At;
-            s.seconds = seconds(named);
-            if (s.kind == StepKind::At && s.seconds < now) {
-                fail(named, "time " + std::to_string(s.seconds) + " is before the current time " +
-                                std::to_string(now));
+        // Errors about the action's value point at the line of its name.
+        const Field value{entry.second, item.path + "." + key, item.file, keyField.line};
+        for (const auto& a : actions()) {
+            if (key == a.name) {
+                Step s;
+                s.line = keyField.line;
+                s.kind = a.kind;
+                (this->*a.parse)(value, s);
+                return s;
             }
-            now = s.kind == StepKind::At ? s.seconds : now + s.seconds;
-        } else if (key == "note") {
-            s.kind = StepKind::Note;
-            s.text = text(named, 4096);
-        } else if (key == "start_measurement") {
-            s.kind = StepKind::StartMeasurement;
-            startMeasurement(MapReader(named, {"dsd", "meas_id", "meas_param_mask", "ssid_list",
-                                               "sampling_interval", "reporting_interval", "alpha"}),
-                             s);
-        } else if (key == "stop_measurement") {
-            s.kind = StepKind::StopMeasurement;
-            stopMeasurement(MapReader(named, {"dsd", "meas_id"}), s);
-        } else if (key == "profile_init") {
-            s.kind = StepKind::ProfileInit;
-            profileInit(MapReader(named, {"dsd", "profile_type", "rssi_low", "rssi_high", "iccid",
-                                          "meas_id"}),
-                        s);
-        } else if (key == "profile_mask") {
-            s.kind = StepKind::ProfileMask;
-            profileMask(MapReader(named, {"dsd", "profile_type_mask", "profiles", "meas_id"}), s);
-        } else if (key == "default_profile" || key == "stop_all") {
-            s.kind = key == "stop_all" ? StepKind::StopAll : StepKind::DefaultProfile;
-            s.dsd = client(MapReader(named, {"dsd"}));
-        } else if (key == "scan_ready") {
-            s.kind = StepKind::ScanReady;
-            MapReader m(named, {"timeout"});
-            s.seconds = m.has("timeout") ? seconds(m.need("timeout")) : 10;
-        } else if (key == "cas_verdict") {
-            s.kind = StepKind::CasVerdict;
-            casVerdict(MapReader(named, {"name", "pass", "reason"}), s);
-        } else if (key == "net_config") {
-            s.kind = StepKind::NetConfig;
-            netConfig(MapReader(named, {"name", "net_type", "state", "ssid", "bssid", "ipv4_addr",
-                                        "ipv6_addr", "dns_ipv4", "dns_ipv6", "net_flag",
-                                        "station_flag", "is_active", "reason", "country_code"}),
-                      s);
-        } else if (key == "wifi_state") {
-            s.kind = StepKind::WifiState;
-            s.flag = boolean(named);
-            s.summary = std::string("wifi_on=") + (s.flag ? "1" : "0");
-        } else if (key == "daemon") {
-            s.kind = StepKind::Daemon;
-            s.daemon = daemon(named);
-            s.summary = daemonSummary(s.daemon);
-        } else if (key == "forkexec") {
-            s.kind = StepKind::ForkExec;
-            s.forks = forks(named);
-            for (const auto& r : s.forks) {
-                s.summary +=
-                    (s.summary.empty() ? "" : "; ") + r.command + ": rc=" + std::to_string(r.rc);
-            }
-        } else if (key == "engine") {
-            s.kind = StepKind::Engine;
-            s.engine = engine(named);
-            if (s.engine.chipsetType) {
-                s.summary += "chipset_type=" + std::to_string(*s.engine.chipsetType) + " ";
-            }
-            if (s.engine.decisionEngine) {
-                s.summary += std::string("decision_engine=") +
-                             (*s.engine.decisionEngine ? "true " : "false ");
-            }
-            s.summary += std::to_string(s.engine.operators.size()) + " operator(s)";
-        } else {
-            const Field k{entry.first, value.path, item.file, keyField.line};
-            fail(k,
-                 "unknown action (expected advance, at, note, start_measurement, "
-                 "stop_measurement, profile_init, profile_mask, default_profile, stop_all, "
-                 "scan_ready, cas_verdict, net_config, wifi_state, daemon, forkexec or engine)");
         }
-        return s;
+        fail(value, "unknown action (expected " + actionNames() + ")");
     }
 
     Scenario scenario(const YAML::Node& root, const std::string& file) {
