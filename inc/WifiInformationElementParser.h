@@ -8,9 +8,9 @@
 #include "WifiStatus.h"
 
 class WifiInformationElementParser {
-public:
+  public:
     class InformationElement {
-    public:
+      public:
         virtual ~InformationElement() = default;
         virtual bool parse(std::vector<unsigned char> body) = 0;
         virtual const char* get_name() = 0;
@@ -19,7 +19,7 @@ public:
     };
 
     class BSSLoadElement : public InformationElement {
-    public:
+      public:
         bool parse(std::vector<unsigned char> body) override;
         const char* get_name() override;
         int get_id() override;
@@ -28,7 +28,7 @@ public:
     };
 
     class HTOperationElement : public InformationElement {
-    public:
+      public:
         bool parse(std::vector<unsigned char> body) override;
         const char* get_name() override;
         int get_id() override;
@@ -38,7 +38,7 @@ public:
     };
 
     class VHTOperationElement : public InformationElement {
-    public:
+      public:
         bool parse(std::vector<unsigned char> body) override;
         const char* get_name() override;
         int get_id() override;
@@ -48,14 +48,14 @@ public:
     };
 
     class ERPElement : public InformationElement {
-    public:
+      public:
         bool parse(std::vector<unsigned char> body) override;
         const char* get_name() override;
         int get_id() override;
     };
 
     class SupportedRateElement : public InformationElement {
-    public:
+      public:
         ~SupportedRateElement() override = default;
         bool parse(std::vector<unsigned char> body) override;
         const char* get_name() override;
@@ -65,13 +65,13 @@ public:
     };
 
     class ExtendedSupportedRateElement : public SupportedRateElement {
-    public:
+      public:
         const char* get_name() override;
         int get_id() override;
     };
 
     class InterworkingElement : public InformationElement {
-    public:
+      public:
         bool parse(std::vector<unsigned char> body) override;
         const char* get_name() override;
         int get_id() override;
@@ -79,7 +79,7 @@ public:
     };
 
     class CountryElement : public InformationElement {
-    public:
+      public:
         bool parse(std::vector<unsigned char> body) override;
         const char* get_name() override;
         int get_id() override;

@@ -9,7 +9,7 @@
 #include "WifiStatus.h"
 
 class WifiParser {
-public:
+  public:
     using ElementMap = std::map<int, WifiInformationElementParser::InformationElement*>;
 
     static WifiParser* getInstance();
@@ -35,7 +35,7 @@ public:
     void StringToMac(unsigned char (&mac)[6], const char* str);
     static char* BCDToString(unsigned char (&octets)[10], unsigned char count);
 
-private:
+  private:
     WifiParser() = default;
     static WifiParser* instance;
 };

@@ -10,7 +10,7 @@
 #include "MeasurementRequestReport.h"
 
 class WifiScanResult {
-public:
+  public:
     WifiScanResult() = default;
     WifiScanResult(const WifiScanResult&) = delete;
     WifiScanResult& operator=(const WifiScanResult&) = delete;

@@ -1,2 +1,551 @@
-// PLACEHOLDER: replaced by the parsing-core work.
+// The daemons' text replies read into link records and scan results; MAC, octet and BCD text.
 #include "WifiParser.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "YlmLog.h"
+
+namespace {
+
+constexpr const char* kLogFile = "src/WifiParser";
+constexpr int kLogModule = ylm::kModuleYlm;
+
+// The signal-poll trace reports the size of the reply pointer on the handset, not the reply's.
+constexpr int kReplyPointerSize = 4;
+
+constexpr int kIdSupportedRates = 1;
+constexpr int kIdCountry = 7;
+constexpr int kIdErp = 42;
+constexpr int kIdExtendedRates = 50;
+constexpr int kIdHtOperation = 61;
+constexpr int kIdInterworking = 107;
+constexpr int kIdVhtOperation = 192;
+
+constexpr int kModeVht = 7;
+constexpr int kModeHt = 5;
+constexpr int kModeErp = 3;
+constexpr int kModeA = 1;
+constexpr int kModeB = 2;
+constexpr int kModeG = 3;
+constexpr int kModeUnknown = -1;
+constexpr int kFastestBRate = 24000000;
+
+constexpr int kMacOctets = 6;
+constexpr size_t kMaxBcdOctets = 10;
+
+using Ie = WifiInformationElementParser;
+
+// A heap copy of a reply, so that the tokeniser can cut it; null when out of memory.
+char* heapCopy(const char* text) {
+    const size_t size = std::strlen(text) + 1;
+    char* copy = static_cast<char*>(std::malloc(size));
+    if (copy != nullptr) {
+        std::memcpy(copy, text, size);
+    }
+    return copy;
+}
+
+// Walks "key=value" pairs: a value ends at the next '=' or newline, a key at the next '='.
+// onPair gets each key with its value, or with null when the text ends after the key.
+template <class OnPair>
+void forEachPair(char* text, OnPair&& onPair) {
+    char* save = nullptr;
+    char* key = strtok_r(text, "=", &save);
+    while (key != nullptr) {
+        char* value = strtok_r(nullptr, "=\n", &save);
+        onPair(key, value);
+        key = strtok_r(nullptr, "=", &save);
+    }
+}
+
+bool is(const char* key, const char* name) {
+    return std::strcmp(key, name) == 0;
+}
+
+uint16_t toFreq(const char* value) {
+    return static_cast<uint16_t>(atoi(value));
+}
+
+// The last rate of a rates element in the map, or 0 when it holds none.
+int lastRate(const WifiParser::ElementMap& elements, int id) {
+    auto* rates = dynamic_cast<Ie::SupportedRateElement*>(elements.at(id));
+    if (rates == nullptr || rates->rates.empty()) {
+        return 0;
+    }
+    return rates->rates.back();
+}
+
+// Value of one hex digit character, letters past f included; -1 for anything else.
+int octetDigit(char c) {
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    if (c >= 'a' && c <= 'z') {
+        return c - 87;
+    }
+    if (c >= 'A' && c <= 'Z') {
+        return c - 55;
+    }
+    return -1;
+}
+
+char bcdDigit(unsigned nibble) {
+    return static_cast<char>('0' + nibble);
+}
+
+}  // namespace
+
+WifiParser* WifiParser::instance = nullptr;
+
+WifiParser* WifiParser::getInstance() {
+    if (instance == nullptr) {
+        instance = new WifiParser();
+    }
+    return instance;
+}
+
+// ---- status replies --------------------------------------------------------------------------
+
+void WifiParser::parseStatusCmdData(const char* rspData, WifiStatus& status) {
+    if (rspData == nullptr) {
+        YLM_LOG(4, "rspData is NULL");
+        return;
+    }
+    char* copy = heapCopy(rspData);
+    if (copy == nullptr) {
+        YLM_LOG(4, "parseStatusCmdData: Unable to allocate memory");
+        return;
+    }
+    forEachPair(copy, [&status](const char* key, const char* value) {
+        if (value == nullptr) {
+            YLM_LOG(1, "Value is null for key: %s", key);
+        } else if (is(key, "ssid")) {
+            status.ssid = value;
+        } else if (is(key, "bssid")) {
+            status.bssid = value;
+        } else if (is(key, "ip_address")) {
+            status.ipAddress = value;
+        } else if (is(key, "address")) {
+            status.address = value;
+        } else if (is(key, "mode")) {
+            status.mode = value;
+        } else if (is(key, "freq")) {
+            status.freq = toFreq(value);
+        } else if (is(key, "wpa_state")) {
+            status.wpaState = value;
+        } else {
+            YLM_LOG(0, "Ignoring key: %s ", key);
+        }
+    });
+    std::free(copy);
+}
+
+void WifiParser::parseSignalPollCmdData(const char* rspData, WifiStatus& status) {
+    if (rspData == nullptr) {
+        YLM_LOG(4, "rspData is NULL");
+        return;
+    }
+    YLM_LOG(1, "parseSignalPollCmdData sizeof: %d", kReplyPointerSize);
+    char* copy = heapCopy(rspData);
+    if (copy == nullptr) {
+        YLM_LOG(4, "parseSignalPollCmdData: Unable to allocate memory");
+        return;
+    }
+    YLM_LOG(1, "signalPollData: %s", copy);
+    forEachPair(copy, [&status](const char* key, const char* value) {
+        if (value == nullptr) {
+            YLM_LOG(1, "Value is null for key: %s", key);
+        } else if (is(key, "FREQUENCY")) {
+            status.freq = toFreq(value);
+        } else if (is(key, "RSSI")) {
+            status.rssi = static_cast<int16_t>(atoi(value));
+        } else {
+            YLM_LOG(1, "Ignoring key: %s", key);
+        }
+    });
+    std::free(copy);
+}
+
+void WifiParser::parseApStatusCmdData(const char* rspData, WifiStatus& status) {
+    if (rspData == nullptr) {
+        YLM_LOG(4, "rspData is NULL");
+        return;
+    }
+    char* copy = heapCopy(rspData);
+    if (copy == nullptr) {
+        YLM_LOG(4, "parseApStatusCmdData: Unable to allocate memory");
+        return;
+    }
+    forEachPair(copy, [&status](const char* key, const char* value) {
+        if (value == nullptr) {
+            return;
+        }
+        if (is(key, "ssid[0]")) {
+            status.ssid = value;
+        } else if (is(key, "freq")) {
+            status.freq = toFreq(value);
+        } else if (is(key, "bssid[0]")) {
+            status.bssid = value;
+        }
+    });
+    std::free(copy);
+}
+
+void WifiParser::parseP2pStatusCmdData(const char* rspData, WifiStatus& status) {
+    if (rspData == nullptr) {
+        YLM_LOG(4, "rspData is NULL");
+        return;
+    }
+    char* copy = heapCopy(rspData);
+    if (copy == nullptr) {
+        YLM_LOG(4, "parseP2pStatusCmdData: Unable to allocate memory");
+        return;
+    }
+    forEachPair(copy, [&status](const char* key, const char* value) {
+        if (value == nullptr) {
+            return;
+        }
+        if (is(key, "ssid[0]")) {
+            status.ssid = value;
+        } else if (is(key, "freq")) {
+            status.freq = toFreq(value);
+        } else if (is(key, "bssid")) {
+            status.bssid = value;
+        }
+    });
+    std::free(copy);
+}
+
+WifiStatus WifiParser::hostapdStatus(const char* rspData) {
+    WifiStatus status;
+    if (rspData == nullptr) {
+        YLM_LOG(4, "a_tag_list is NULL");
+        return status;
+    }
+    char* copy = heapCopy(rspData);
+    if (copy == nullptr) {
+        YLM_LOG(4, "changeable is NULL. Unable to allocate memory");
+        return status;
+    }
+    forEachPair(copy, [&status](const char* key, const char* value) {
+        if (value == nullptr) {
+            return;
+        }
+        if (is(key, "ssid[0]")) {
+            status.ssid = value;
+        }
+        // The soft access point's own BSSID is the device's address in that role.
+        if (is(key, "bssid[0]")) {
+            status.address = value;
+        }
+        if (is(key, "freq")) {
+            status.freq = toFreq(value);
+        }
+    });
+    std::free(copy);
+    return status;
+}
+
+void WifiParser::parseBssCmdWifiInfo(const char* rspData, WifiStatus& status) {
+    if (rspData == nullptr) {
+        YLM_LOG(4, "rspData is NULL");
+        return;
+    }
+    char* copy = heapCopy(rspData);
+    if (copy == nullptr) {
+        YLM_LOG(4, "parseBssCmdWifiInfo: Unable to allocate memory");
+        return;
+    }
+    WifiInformationElementParser ieParser;
+    ElementMap elements;
+    forEachPair(copy, [&ieParser, &elements](const char* key, char* value) {
+        if (value == nullptr) {
+            YLM_LOG(1, "Value is null for key: %s", key);
+        } else if (is(key, "ie")) {
+            YLM_LOG(1, "ie found: %s \n", value);
+            ieParser.parse(value, elements);
+        } else {
+            YLM_LOG(1, "Ignoring key: %s", key);
+        }
+    });
+    if (elements.empty()) {
+        status.hessid = "";
+        status.wifiMode = kModeUnknown;
+        status.countryCode = "";
+    } else {
+        // The mode needs the frequency, so the status reply is parsed into this record first.
+        status.wifiMode = getWifiMode(elements, status.freq);
+        status.hessid = getHESSIDInfo(elements);
+        status.countryCode = getCountryCode(elements);
+    }
+    for (auto& entry : elements) {
+        delete entry.second;
+    }
+    elements.clear();
+    std::free(copy);
+}
+
+void WifiParser::parseBssLoadCmdData(const char* rspData, BssLoad& load) {
+    if (rspData == nullptr) {
+        YLM_LOG(4, "rspData is NULL");
+        return;
+    }
+    char* copy = heapCopy(rspData);
+    if (copy == nullptr) {
+        YLM_LOG(3, "parseSignalPollCmdData: Unable to allocate memory");
+        return;
+    }
+    load.channelUtilization = 0xFFFF;
+    load.channelWidth = 0;
+    load.vhtSegment1 = 0;
+    WifiInformationElementParser ieParser;
+    forEachPair(copy, [&ieParser, &load](const char* key, char* value) {
+        if (value == nullptr) {
+            YLM_LOG(1, "Value is null for key: %s", key);
+        } else if (is(key, "ie")) {
+            YLM_LOG(1, "ie found: %s", value);
+            ieParser.parse(value, load);
+            YLM_LOG(1, "Parsed ie channel Utilization : %d",
+                    static_cast<int>(load.channelUtilization));
+        } else {
+            YLM_LOG(1, "Ignoring key: %s", key);
+        }
+    });
+    std::free(copy);
+}
+
+// ---- scan results and element facts ----------------------------------------------------------
+
+WifiScanResult WifiParser::parseScanData(const char* rspData) {
+    WifiScanResult result;
+    if (rspData == nullptr) {
+        YLM_LOG(4, "a_tag_list is NULL");
+        return result;
+    }
+    char* copy = heapCopy(rspData);
+    if (copy == nullptr) {
+        YLM_LOG(4, "changeable is NULL. Unable to allocate memory");
+        return result;
+    }
+    // The holders outlive each row: a column missing at the end keeps the previous row's value.
+    // strtok_r skips empty columns, so a row without an SSID shifts the rows after it by one
+    // column; the modem side is built on that reading.
+    std::string bssid;
+    std::string frequency;
+    int16_t level = 0;
+    std::string ssid;
+    char* save = nullptr;
+    strtok_r(copy, "\n", &save);  // header line
+    char* token = strtok_r(nullptr, "\t", &save);
+    while (token != nullptr) {
+        bssid = token;
+        if ((token = strtok_r(nullptr, "\t", &save)) != nullptr) {
+            frequency = token;
+        }
+        if ((token = strtok_r(nullptr, "\t", &save)) != nullptr) {
+            level = static_cast<int16_t>(atoi(token));
+        }
+        strtok_r(nullptr, "\t", &save);  // flags
+        if ((token = strtok_r(nullptr, "\t\n", &save)) != nullptr) {
+            ssid = token;
+        }
+        result.addData(bssid, frequency, level, ssid);
+        token = strtok_r(nullptr, "\t", &save);
+    }
+    std::free(copy);
+    return result;
+}
+
+void WifiParser::getScanData() {}
+
+int WifiParser::getWifiMode(ElementMap elements, unsigned short freq) {
+    if (elements.count(kIdVhtOperation) != 0) {
+        YLM_LOG(1, "Found VHTOperation Element in wifiInfoMap");
+        return kModeVht;
+    }
+    if (elements.count(kIdHtOperation) != 0) {
+        YLM_LOG(1, "Found HTOperation Element in wifiInfoMap");
+        return kModeHt;
+    }
+    if (elements.count(kIdErp) != 0) {
+        YLM_LOG(1, "Found ERP Element in wifiInfoMap");
+        return kModeErp;
+    }
+    if (freq > 2999) {
+        YLM_LOG(1, " Frequency is greater than 3000");
+        return kModeA;
+    }
+    // The last entry of each list stands for the fastest rate, as the access point orders them.
+    const bool hasRates = elements.count(kIdSupportedRates) != 0;
+    int rate = 0;
+    int extendedRate = 0;
+    if (hasRates) {
+        YLM_LOG(1, "Found SupportedRate Element in wifiInfoMap");
+        rate = lastRate(elements, kIdSupportedRates);
+    }
+    if (elements.count(kIdExtendedRates) != 0) {
+        YLM_LOG(1, "Found ExtendedSupportedRate Element in wifiInfoMap");
+        extendedRate = lastRate(elements, kIdExtendedRates);
+    }
+    if (hasRates) {
+        const int top = rate > extendedRate ? rate : extendedRate;
+        return top < kFastestBRate ? kModeB : kModeG;
+    }
+    return kModeUnknown;
+}
+
+std::string WifiParser::getHESSIDInfo(ElementMap elements) {
+    std::string hessid;
+    auto it = elements.find(kIdInterworking);
+    if (it != elements.end()) {
+        YLM_LOG(1, "Found Interworking Element in wifiInfoMap");
+        auto* element = dynamic_cast<Ie::InterworkingElement*>(it->second);
+        if (element != nullptr) {
+            hessid = element->hessid;
+        }
+    }
+    YLM_LOG(1, "getHESSIDInfo: Returned HESSID: %s", hessid.c_str());
+    return hessid;
+}
+
+std::string WifiParser::getCountryCode(ElementMap elements) {
+    std::string code;
+    auto it = elements.find(kIdCountry);
+    if (it != elements.end()) {
+        YLM_LOG(1, "Found Country Element in wifiInfoMap");
+        auto* element = dynamic_cast<Ie::CountryElement*>(it->second);
+        if (element != nullptr) {
+            code = element->countryCode;
+        }
+    }
+    YLM_LOG(1, "getCountryCode: Returned countryCode: %s", code.c_str());
+    return code;
+}
+
+// ---- address and octet text ------------------------------------------------------------------
+
+void WifiParser::getBSSID(unsigned char (&bssid)[6], const char* text) {
+    for (int i = 0; i < kMacOctets; ++i) {
+        auto* buf = static_cast<unsigned char*>(std::malloc(3));
+        if (buf == nullptr) {
+            YLM_LOG(4, "Unable to malloc space for reading bssid.");
+            return;
+        }
+        bool extracted = false;
+        if (text == nullptr) {
+            YLM_LOG(4, "Invalid parameter");
+        } else {
+            extracted = extractOctetStr(text, i, kMacOctets, ':', buf);
+        }
+        if (!extracted) {
+            YLM_LOG(4, "extract failed");
+            std::free(buf);
+            YLM_LOG(4, "BSSID conversion failed");
+            return;
+        }
+        bssid[i] = genNumericOctet(reinterpret_cast<const char*>(buf));
+        std::free(buf);
+    }
+    for (int i = 0; i < kMacOctets; ++i) {
+        YLM_LOG(1, "bssid octet %d = 0x%x", i, static_cast<unsigned>(bssid[i]));
+    }
+}
+
+bool WifiParser::extractOctetStr(const char* p, int index, int length, char delimiter,
+                                 unsigned char* out) {
+    if (p == nullptr || index < 0 || index >= length || length < 1 || out == nullptr) {
+        YLM_LOG(4, "Invalid parameter");
+        return false;
+    }
+    YLM_LOG(1, "bssid extractOctetStr p: %s index:%d length:%d", p, index, length);
+    if (index == 0 && *p == '\0') {
+        return false;
+    }
+    int passed = 0;
+    while (passed < index) {
+        if (*p == '\0') {
+            return false;
+        }
+        if (*p++ == delimiter) {
+            ++passed;
+            while (*p == delimiter) {
+                ++p;
+            }
+        }
+    }
+    // Two characters whatever the field's width; never past the end of the text.
+    out[0] = static_cast<unsigned char>(p[0]);
+    out[1] = p[0] == '\0' ? '\0' : static_cast<unsigned char>(p[1]);
+    out[2] = '\0';
+    return true;
+}
+
+unsigned char WifiParser::genNumericOctet(const char* octetText) {
+    if (octetText == nullptr) {
+        return 0;
+    }
+    unsigned value = 0;
+    bool high = true;
+    for (const char* c = octetText; *c != '\0'; ++c) {
+        const int digit = octetDigit(*c);
+        if (digit < 0) {
+            YLM_LOG(4, "Malformed octet data!");
+            return 0;
+        }
+        // A new high nibble starts the octet over, so only the last pair counts.
+        value = high ? static_cast<unsigned>(digit) * 16 : value + static_cast<unsigned>(digit);
+        high = !high;
+    }
+    return static_cast<unsigned char>(value);
+}
+
+char* WifiParser::MacAddressToString(unsigned char* mac) {
+    static char text[18];
+    std::memset(text, 0, sizeof(text));
+    if (mac == nullptr) {
+        return text;
+    }
+    std::snprintf(text, sizeof(text), "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2],
+                  mac[3], mac[4], mac[5]);
+    return text;
+}
+
+void WifiParser::StringToMac(unsigned char (&mac)[6], const char* str) {
+    unsigned int octets[kMacOctets] = {};
+    if (str == nullptr || std::sscanf(str, "%x:%x:%x:%x:%x:%x", &octets[0], &octets[1], &octets[2],
+                                      &octets[3], &octets[4], &octets[5]) < kMacOctets) {
+        YLM_LOG(4, "Malformed mac address!");
+        return;
+    }
+    for (int i = 0; i < kMacOctets; ++i) {
+        mac[i] = static_cast<unsigned char>(octets[i]);
+    }
+}
+
+char* WifiParser::BCDToString(unsigned char (&octets)[10], unsigned char count) {
+    static char text[2 * kMaxBcdOctets + 1];
+    std::memset(text, 0, sizeof(text));
+    size_t n = count;
+    if (n > kMaxBcdOctets) {
+        YLM_LOG(4, "BCD octet count %d clamped to 10", static_cast<int>(count));
+        n = kMaxBcdOctets;
+    }
+    for (size_t i = 0; i < n; ++i) {
+        unsigned low = octets[i] & 0x0Fu;
+        unsigned high = octets[i] >> 4;
+        // The messages name the offending nibble, not the octet's position.
+        if (low > 9) {
+            YLM_LOG(4, "Invalid lower nibble in octet %d", static_cast<int>(low));
+            low = 0;
+        }
+        if (high > 9) {
+            YLM_LOG(4, "Invalid upper nibble in octet %d", static_cast<int>(high));
+            high = 0;
+        }
+        text[2 * i] = bcdDigit(low);
+        text[2 * i + 1] = bcdDigit(high);
+    }
+    return text;
+}
