@@ -6,7 +6,7 @@
 #define YLM_EXPORT __attribute__((visibility("default")))
 
 class HostapdWrapper {
-public:
+  public:
     static const std::string statusCmd;
     static const std::string HOSTAPD_CLI_CMD;
 
@@ -15,7 +15,7 @@ public:
 
     bool execHostapdCommand(std::string command, std::string& output);
 
-private:
+  private:
     HostapdWrapper() = default;
     ~HostapdWrapper() = default;
     static HostapdWrapper* instancePtr;
@@ -23,7 +23,7 @@ private:
 
 // Driver hooks kept for the engine; both do nothing.
 class WifiUtility {
-public:
+  public:
     YLM_EXPORT static int loadDriver();
     YLM_EXPORT static int unloadDriver();
 };

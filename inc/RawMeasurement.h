@@ -12,7 +12,7 @@
 class WifiScanResult;
 
 class WifiMeasurementRequest::RawMeasurement : public MeasurementStrategy {
-public:
+  public:
     RawMeasurement(VorTpxDsd& dsd, VorCom& com, VorTimer& timer, VorSupplicantWrapper& supplicant,
                    WifiInfoProvider& info, dsd_start_wifi_meas_ind_msg_v01 ind, DeleteCb deleteCb);
     RawMeasurement(const RawMeasurement&) = delete;
@@ -49,8 +49,12 @@ public:
     const std::list<MeasurementRequestReport>& getRequestList() const { return requestList; }
     const std::string& getBssidFilter() const { return bssidFilter; }
     const std::string& getChannelFilter() const { return channelFilter; }
+    bool getFirstSampleSeen() const { return firstSampleSeen; }
+    void setReportSeqForTest(uint32_t seq) { reportSeq = seq; }
 
-private:
+  private:
+    void traceRequestList();
+
     VorTpxDsd& dsd;
     VorTimer& timer;
     VorSupplicantWrapper& supplicant;
@@ -71,4 +75,6 @@ private:
     std::list<MeasurementRequestReport> requestList;
     std::string bssidFilter;
     std::string channelFilter;
+    // Set while a report batch is being sent, so that the batch learns when a send freed us.
+    bool* destroyedFlag = nullptr;
 };

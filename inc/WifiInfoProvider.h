@@ -14,7 +14,7 @@ class WifiParser;
 class HostapdWrapper;
 
 class WifiInfoProvider {
-public:
+  public:
     using ScanCallback = void (*)(void* result, void* ctx);
 
     static WifiInfoProvider* getInstance();
@@ -32,7 +32,12 @@ public:
 
     ~WifiInfoProvider();
 
-private:
+    // Who the next scan result goes to (null after cleanUp); also read by the tests.
+    void* getScanCallbackContext() const { return scanCallbackContext; }
+    ScanCallback getScanCallback() const { return scanCallback; }
+    const std::list<MeasurementRequestReport>& getReports() const { return reports; }
+
+  private:
     WifiInfoProvider() = default;
     static WifiInfoProvider* instance;
 

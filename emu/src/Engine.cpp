@@ -149,6 +149,7 @@ void Engine::reset() {
     decisionEnginePresent = true;
     echo = nullptr;
     echoMinLevel = 0;
+    onDsd = nullptr;
 }
 
 VorTpxDsd* Engine::dsd(size_t index) {
@@ -175,6 +176,12 @@ void Engine::captureLog(int level, int module, const char* file, int line,
 void Engine::recordDsd(const VorTpxDsd* client, DsdOp op, const void* data, size_t size) {
     const auto* p = static_cast<const uint8_t*>(data);
     messages.push_back({client, op, clock, std::vector<uint8_t>(p, p + size)});
+    if (onDsd) {
+        // Copies: the hook may send again (growing the list) or replace itself.
+        const auto hook = onDsd;
+        const DsdMessage sent = messages.back();
+        hook(sent);
+    }
 }
 
 int32_t Engine::addTimer(int64_t period, VorTimer::Callback cb, void* ctx) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -185,6 +186,9 @@ class Engine {
 
     // DSD.
     std::vector<DsdMessage> messages;
+    // Called with each message right after it is recorded, still inside the plug-in's send (empty:
+    // none). Stands for an engine that handles another indication while a send is in progress.
+    std::function<void(const DsdMessage&)> onDsd;
     void recordDsd(const VorTpxDsd* dsd, DsdOp op, const void* data, size_t size);
 
     // Timers, on a virtual clock in the timer service's own unit.
