@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include <sstream>
+#include <tuple>
 
 #include "SimSupport.h"
 
@@ -54,6 +55,51 @@ TEST(DefaultScenario, JsonLinesMatchTheExpectedOutputAndStayPure) {
         EXPECT_EQ(j["hex"].get<std::string>().size() % 2, 0U);
         EXPECT_GE(j["hex"].get<std::string>().size(), 32U);
     }
+}
+
+std::vector<nlohmann::json> messages(const std::string& op) {
+    std::vector<nlohmann::json> out;
+    for (const auto& line : lines(simtest::readFile(kExpected + "/default.jsonl"))) {
+        auto j = nlohmann::json::parse(line);
+        if (j["op"] == op) {
+            out.push_back(j);
+        }
+    }
+    return out;
+}
+
+// The expected output is regenerated, never hand-edited; these facts of the captures and of the
+// scenario hold it to what the plug-in must report.
+TEST(DefaultScenario, ReportsCarryTheCapturedValues) {
+    const auto reports = messages("sendWifiMeasurementReport");
+    ASSERT_EQ(reports.size(), 9U);
+    // Scan mode: one batch per scan, SSIDs in order, BSS load from each access point's element.
+    const std::tuple<int, int, int, const char*, int, int, int> scan[] = {
+        {2, 1, 0, "testbed-2g", -20, 5, 0},   {2, 1, 0, "testbed-5g", -27, 5, 30},
+        {2, 1, 1, "testbed-he", -20, 5, 30},  {12, 2, 0, "DIRECT-4m", -20, 1, 65535},
+        {12, 2, 0, "testbed-2g", -20, 5, 0},  {12, 2, 0, "testbed-5g", -27, 5, 30},
+        {12, 2, 1, "testbed-he", -20, 5, 30},
+    };
+    for (size_t i = 0; i < std::size(scan); ++i) {
+        const auto& [time, seq, last, ssid, rssi, mask, load] = scan[i];
+        const auto& r = reports[i];
+        EXPECT_EQ(r["meas_id"], 1);
+        EXPECT_EQ(r["time"], time);
+        EXPECT_EQ(r["report_seq"], seq);
+        EXPECT_EQ(r["last_report"], last);
+        EXPECT_EQ(r["ssid"], ssid);
+        ASSERT_EQ(r["bssid_list"].size(), 1U);
+        EXPECT_EQ(r["bssid_list"][0]["rssi"], rssi);
+        EXPECT_EQ(r["bssid_list"][0]["param_mask"], mask);
+        EXPECT_EQ(r["bssid_list"][0]["channel_utilization"], load);
+    }
+    // Connected mode, alpha 0.5: samples -52, -58, -71 average to -63, then -66, -75, -73 to -71.
+    EXPECT_EQ(reports[7]["time"], 21);
+    EXPECT_EQ(reports[7]["bssid_list"][0]["rssi"], -63);
+    EXPECT_EQ(reports[8]["time"], 27);
+    EXPECT_EQ(reports[8]["bssid_list"][0]["rssi"], -71);
+    EXPECT_EQ(reports[8]["report_seq"], 2);
+    EXPECT_EQ(reports[8]["bssid_list"][0]["bssid"], "02:00:00:00:03:00");
 }
 
 TEST(DefaultScenario, ShowsTheLibraryLogWhenAsked) {
