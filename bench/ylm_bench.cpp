@@ -21,7 +21,8 @@ std::string scanTable(int n) {
     std::string out = "bssid / frequency / signal level / flags / ssid\n";
     char line[160];
     for (int i = 0; i < n; ++i) {
-        std::snprintf(line, sizeof line, "02:00:00:%02x:%02x:00\t%d\t%d\t[WPA2-PSK-CCMP][ESS]\tnet-%d\n",
+        std::snprintf(line, sizeof line,
+                      "02:00:00:%02x:%02x:00\t%d\t%d\t[WPA2-PSK-CCMP][ESS]\tnet-%d\n",
                       (i >> 8) & 0xff, i & 0xff, freqs[i % 7], -30 - (i % 60), i % 8);
         out += line;
     }

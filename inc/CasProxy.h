@@ -10,7 +10,7 @@
 #include "WifiMeasurementRequest.h"
 
 class WifiMeasurementRequest::CasProxy : public MeasurementStrategy {
-public:
+  public:
     CasProxy(VorTpxDsd& dsd, VorCom& com, VorTimer& timer, VorSupplicantWrapper& supplicant,
              WifiInfoProvider& info, unsigned long long measId, ProfileInfoType profile,
              DeleteCb deleteCb);
@@ -35,7 +35,11 @@ public:
     int32_t getProfileNumber() const { return profileNumber; }
     bool registeredForWifiState() const { return wifiStateRegistered; }
 
-private:
+  private:
+    CasClientCb clientRecord();
+    void clientName(char (&name)[10]) const;
+    dsd_set_wqe_profile_quality_status_req_msg_v01 qualityStatus() const;
+
     VorTpxDsd* dsd;
     WifiInfoProvider* infoProvider;
     int32_t profileNumber;
