@@ -102,6 +102,53 @@ TEST(DefaultScenario, ReportsCarryTheCapturedValues) {
     EXPECT_EQ(reports[8]["bssid_list"][0]["bssid"], "02:00:00:00:03:00");
 }
 
+TEST(DefaultScenario, ProfileMessagesFollowTheQualityService) {
+    const auto status = messages("sendWqeProfileStatus");
+    ASSERT_EQ(status.size(), 4U);
+    // Profile 4: reason 13 travels as status code 5; a pass as 0/0. Profile 0: the station's state.
+    const std::tuple<int, int, int, int, int> expected[] = {
+        {33, 4, 1, 1, 5}, {36, 4, 0, 1, 0}, {41, 0, 0, 0, 0}, {55, 0, 1, 0, 0}};
+    for (size_t i = 0; i < std::size(expected); ++i) {
+        const auto& [time, profile, quality, codeValid, code] = expected[i];
+        EXPECT_EQ(status[i]["time"], time);
+        EXPECT_EQ(status[i]["profile_type"], profile);
+        EXPECT_EQ(status[i]["quality_status"], quality);
+        EXPECT_EQ(status[i]["status_code_valid"], codeValid);
+        EXPECT_EQ(status[i]["status_code"], code);
+        EXPECT_EQ(status[i]["meas_id"], profile == 4 ? 7 : 0);
+    }
+    const auto wifi = messages("sendNotifyDataSettings");
+    ASSERT_EQ(wifi.size(), 2U);
+    EXPECT_EQ(wifi[0]["wifi_state"], 1);
+    EXPECT_EQ(wifi[1]["wifi_state"], 0);
+
+    const auto wlan = messages("sendWifiAvailableStatus");
+    ASSERT_EQ(wlan.size(), 4U);
+    const auto& sta = wlan[0];  // station up: the record's addresses, the daemons' link facts
+    EXPECT_EQ(sta["wlan_type"], 2);
+    EXPECT_EQ(sta["conn_status"], 2);
+    EXPECT_EQ(sta["ssid"], "testbed-2g");
+    EXPECT_EQ(sta["bssid"], "02:00:00:00:03:00");
+    EXPECT_EQ(sta["ipv4_addr"], 0xC0A80417U);
+    EXPECT_EQ(sta["dns_ipv4_1"], 0xC0A80401U);
+    EXPECT_EQ(sta["freq"], 2437);
+    EXPECT_EQ(sta["wifi_mode"], 5);
+    EXPECT_EQ(sta["hessid"], "02:00:00:00:03:00");
+    EXPECT_EQ(sta["country_code"], "US");
+    const std::tuple<int, int, const char*, const char*> others[] = {
+        {3, 1, "testbed-2g", "02:00:00:00:03:00"},  // soft AP, from hostapd_cli's status
+        {0, 2, "DIRECT-4m", "06:00:00:00:00:00"},   // P2P group owner, completed
+        {2, 0, "testbed-2g", "02:00:00:00:03:00"},  // station gone: the SSID it had
+    };
+    for (size_t i = 0; i < std::size(others); ++i) {
+        const auto& [type, conn, ssid, bssid] = others[i];
+        EXPECT_EQ(wlan[i + 1]["wlan_type"], type);
+        EXPECT_EQ(wlan[i + 1]["conn_status"], conn);
+        EXPECT_EQ(wlan[i + 1]["ssid"], ssid);
+        EXPECT_EQ(wlan[i + 1]["bssid"], bssid);
+    }
+}
+
 TEST(DefaultScenario, ShowsTheLibraryLogWhenAsked) {
     const auto quiet = simtest::runSim({});
     const auto verbose = simtest::runSim({"--log-level", "0"});
