@@ -1,0 +1,56 @@
+// Plays a scenario against libylm.so, loaded the way the engine loads it.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "Live.h"
+#include "Plugin.h"
+#include "Printer.h"
+#include "Scenario.h"
+#include "SimSupplicant.h"
+
+namespace ylmsim {
+
+struct RunOptions {
+    std::string library;
+    bool live = false;
+    LiveOptions liveOptions;
+    OutputOptions output;
+};
+
+class Runner {
+  public:
+    Runner(const Scenario& scenario, const RunOptions& options, FILE* out, FILE* err);
+    Runner(const Runner&) = delete;
+    Runner& operator=(const Runner&) = delete;
+    ~Runner();
+
+    // 0 when the scenario ran to its end, 1 on a runtime failure (reported on err).
+    int run();
+
+  private:
+    bool setUp();
+    void perform(const Step& step);
+    void indication(const Step& step);
+    void deliver(const Step& step);
+    void advanceTo(int64_t target);
+    void liveWait(int64_t target, bool untilScanResults);
+    void scanResultsReady(const std::string& why);
+    void showNotices();
+
+    const Scenario& sc;
+    RunOptions opts;
+    FILE* err;
+    Printer printer;
+    SimSupplicant scripted;
+    std::unique_ptr<LiveSupplicant> live;
+    LiveForkExec liveFork;
+    Plugin plugin;
+    int64_t cursor = 0;  // the scenario's time
+    double startTime = 0;
+    bool interrupted = false;
+};
+
+}  // namespace ylmsim
