@@ -3,7 +3,7 @@
 # near 1 means the per-AP cost stays flat as the scan table grows.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-cmake --preset default -DYLM_BUILD_BENCH=ON >/dev/null
+cmake --preset default >/dev/null
 cmake --build --preset default --target ylm_bench >/dev/null
 out=$(build/default/bench/ylm_bench --benchmark_format=csv 2>/dev/null)
 echo "$out" | python3 -c '
