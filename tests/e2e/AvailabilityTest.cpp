@@ -36,7 +36,7 @@ Sent::value_type sentAvail(const Msg& m) {
 }
 
 // The station record below as sent: completed from the station daemon's replies unless gone,
-// when only the record is left and the location services' country code wins over the AP's.
+// when only the record is left.
 Sent::value_type stationMsg(uint32_t conn, uint8_t netFlag, const std::string& ssid = "testbed-2g",
                             bool gone = false) {
     auto m = avail(2, conn, ssid, kAp2g, gone ? 0 : 2437);
@@ -115,6 +115,21 @@ TEST_F(AvailabilityTest, StationReportsQualityThenAvailability) {
     }
     EXPECT_EQ(engine().commands(), poll);
 
+    // Texts are read within their fields, terminated or not.
+    auto c = station(0, 1, 1);
+    std::memset(c.ssid, 'S', sizeof(c.ssid));
+    std::memset(c.bssid, '1', sizeof(c.bssid));
+    std::memcpy(c.countryCode, "DE", 2);  // the location services' code wins over the AP's
+    const auto out = report(c);
+    ASSERT_EQ(out.size(), 2U);
+    EXPECT_EQ(out[0], quality(0, 1));
+    Msg m;
+    std::memcpy(&m, out[1].second.data(), sizeof(m));
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(m.ssid), m.ssid_len), std::string(32, 'S'));
+    EXPECT_EQ(m.conn_status, 1U);  // state 0
+    EXPECT_EQ(std::string(m.country_code, 2), "DE");
+    EXPECT_TRUE(logged(0, 10357, kProxy, "BSSID: " + std::string(25, '1')));
+
     engine().scriptedSupplicant().setFailure("SIGNAL_POLL");  // no longer associated
     auto gone = station(4, 1, 1);
     std::memset(gone.ssid, 0, sizeof(gone.ssid));
@@ -123,19 +138,6 @@ TEST_F(AvailabilityTest, StationReportsQualityThenAvailability) {
         EXPECT_EQ(report(gone), (Sent{quality(0, 1), stationMsg(0, 1, ssid, true)})) << ssid;
     }
     EXPECT_TRUE(logged(1, 10357, kProxy, "CountryCode obtained from location services: DE"));
-
-    // Texts are read within their fields, terminated or not.
-    auto c = station(0, 1, 1);
-    std::memset(c.ssid, 'S', sizeof(c.ssid));
-    std::memset(c.bssid, '1', sizeof(c.bssid));
-    const auto out = report(c);
-    ASSERT_EQ(out.size(), 2U);
-    EXPECT_EQ(out[0], quality(0, 1));
-    Msg m;
-    std::memcpy(&m, out[1].second.data(), sizeof(m));
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(m.ssid), m.ssid_len), std::string(32, 'S'));
-    EXPECT_EQ(m.conn_status, 1U);  // state 0
-    EXPECT_TRUE(logged(0, 10357, kProxy, "BSSID: " + std::string(25, '1')));
 }
 
 // Soft AP (type 3) and P2P group (GO 0, client 1) each remember their SSID for one "down" report.
