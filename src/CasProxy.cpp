@@ -81,6 +81,23 @@ void reportAndForget(char (&slot)[N], dsd_wlan_available_req_msg_v01* msg) {
     std::memset(slot, 0, N);
 }
 
+// Opens a soft AP or P2P group message. False when nothing more is to be filled in: an argument
+// is null, or the group went down, which reports the SSID it had, once.
+template <size_t N>
+bool groupIsUp(const void* config, dsd_wlan_available_req_msg_v01* msg, char (&remembered)[N]) {
+    if (config == nullptr || msg == nullptr) {
+        YLM_LOG(3, "dsd_wlan_available_req_msg_v01 or CasWlanNetConfigType is null");
+        return false;
+    }
+    msg->conn_status_valid = 1;
+    if (asConfig(config)->isActive == 0) {
+        msg->conn_status = 0;
+        reportAndForget(remembered, msg);
+        return false;
+    }
+    return true;
+}
+
 void parseBssid(unsigned char (&out)[6], const char* text) {
     WifiParser* parser = WifiParser::getInstance();
     if (parser != nullptr) {
@@ -429,14 +446,7 @@ void WifiMeasurementRequest::CasProxy::buildSTAInfo(void* config,
 
 void WifiMeasurementRequest::CasProxy::buildSoftAPInfo(void* config,
                                                        dsd_wlan_available_req_msg_v01* msg) {
-    if (config == nullptr || msg == nullptr) {
-        YLM_LOG(3, "dsd_wlan_available_req_msg_v01 or CasWlanNetConfigType is null");
-        return;
-    }
-    msg->conn_status_valid = 1;
-    if (asConfig(config)->isActive == 0) {
-        msg->conn_status = 0;
-        reportAndForget(rememberedSsid, msg);
+    if (!groupIsUp(config, msg, rememberedSsid)) {
         return;
     }
     msg->conn_status = 1;
@@ -457,14 +467,7 @@ void WifiMeasurementRequest::CasProxy::buildSoftAPInfo(void* config,
 
 void WifiMeasurementRequest::CasProxy::buildP2pInfo(void* config,
                                                     dsd_wlan_available_req_msg_v01* msg) {
-    if (config == nullptr || msg == nullptr) {
-        YLM_LOG(3, "dsd_wlan_available_req_msg_v01 or CasWlanNetConfigType is null");
-        return;
-    }
-    msg->conn_status_valid = 1;
-    if (asConfig(config)->isActive == 0) {
-        msg->conn_status = 0;
-        reportAndForget(rememberedP2pSsid, msg);
+    if (!groupIsUp(config, msg, rememberedP2pSsid)) {
         return;
     }
     const WifiStatus p2p = infoProvider->getP2pStatus();
