@@ -62,6 +62,17 @@ void logTlv(unsigned char id, const std::vector<unsigned char>& value) {
     }
 }
 
+// Reads a fixed-length element of the load walk when the id and the body's length are its own,
+// and traces it.
+template <class Element>
+bool readFixed(Element& element, unsigned char id, const std::vector<unsigned char>& value) {
+    if (id != element.get_id() || !element.parse(value)) {
+        return false;
+    }
+    YLM_LOG(1, "--- %s", element.to_string().c_str());
+    return true;
+}
+
 }  // namespace
 
 // ---- element types ---------------------------------------------------------------------------
@@ -322,22 +333,16 @@ void WifiInformationElementParser::parse(char* text, BssLoad& load) {
     unsigned char vhtWidth = 0;
     while (next != nullptr) {
         logTlv(id, value);
-        if (id == kIdBssLoad && value.size() == kBssLoadLength) {
-            BSSLoadElement element;
-            element.parse(value);
-            load.channelUtilization = element.mChannelUtilization;
-            YLM_LOG(1, "--- %s", element.to_string().c_str());
-        } else if (id == kIdHtOperation && value.size() == kHtOperationLength) {
-            HTOperationElement element;
-            element.parse(value);
-            htWidth = element.mChannelWidth;
-            YLM_LOG(1, "--- %s", element.to_string().c_str());
-        } else if (id == kIdVhtOperation && value.size() == kVhtOperationLength) {
-            VHTOperationElement element;
-            element.parse(value);
-            vhtWidth = element.mChannelWidth;
-            load.vhtSegment1 = convert_lowest(element.mSeg1CenterFreq);
-            YLM_LOG(1, "--- %s", element.to_string().c_str());
+        BSSLoadElement bssLoad;
+        HTOperationElement ht;
+        VHTOperationElement vht;
+        if (readFixed(bssLoad, id, value)) {
+            load.channelUtilization = bssLoad.mChannelUtilization;
+        } else if (readFixed(ht, id, value)) {
+            htWidth = ht.mChannelWidth;
+        } else if (readFixed(vht, id, value)) {
+            vhtWidth = vht.mChannelWidth;
+            load.vhtSegment1 = convert_lowest(vht.mSeg1CenterFreq);
         }
         next = parse_next_tlv(next, &id, &value);
     }

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "YlmLog.h"
 
@@ -47,18 +48,10 @@ char* heapCopy(const char* text) {
     return copy;
 }
 
-// Walks "key=value" pairs: a value ends at the next '=' or newline, a key at the next '='.
-// onPair gets each key with its value, or with null when the text ends after the key.
-template <class OnPair>
-void forEachPair(char* text, OnPair&& onPair) {
-    char* save = nullptr;
-    char* key = strtok_r(text, "=", &save);
-    while (key != nullptr) {
-        char* value = strtok_r(nullptr, "=\n", &save);
-        onPair(key, value);
-        key = strtok_r(nullptr, "=", &save);
-    }
-}
+struct FreeText {
+    void operator()(char* text) const { std::free(text); }
+};
+using ReplyText = std::unique_ptr<char, FreeText>;
 
 bool is(const char* key, const char* name) {
     return std::strcmp(key, name) == 0;
@@ -68,6 +61,126 @@ uint16_t toFreq(const char* value) {
     return static_cast<uint16_t>(atoi(value));
 }
 
+// Stores a reply value into one field of the link record.
+using Store = void (*)(WifiStatus&, const char*);
+
+template <std::string WifiStatus::*kField>
+void storeText(WifiStatus& status, const char* value) {
+    status.*kField = value;
+}
+void storeFreq(WifiStatus& status, const char* value) {
+    status.freq = toFreq(value);
+}
+void storeRssi(WifiStatus& status, const char* value) {
+    status.rssi = static_cast<int16_t>(atoi(value));
+}
+
+struct KeyField {
+    const char* key;
+    Store store;
+};
+
+constexpr KeyField kSsid0 = {"ssid[0]", storeText<&WifiStatus::ssid>};
+constexpr KeyField kFreq = {"freq", storeFreq};
+constexpr KeyField kStatusKeys[] = {{"ssid", storeText<&WifiStatus::ssid>},
+                                    {"bssid", storeText<&WifiStatus::bssid>},
+                                    {"ip_address", storeText<&WifiStatus::ipAddress>},
+                                    {"address", storeText<&WifiStatus::address>},
+                                    {"mode", storeText<&WifiStatus::mode>},
+                                    kFreq,
+                                    {"wpa_state", storeText<&WifiStatus::wpaState>}};
+constexpr KeyField kSignalPollKeys[] = {{"FREQUENCY", storeFreq}, {"RSSI", storeRssi}};
+constexpr KeyField kApStatusKeys[] = {kSsid0, kFreq, {"bssid[0]", storeText<&WifiStatus::bssid>}};
+constexpr KeyField kP2pStatusKeys[] = {kSsid0, kFreq, {"bssid", storeText<&WifiStatus::bssid>}};
+// The soft access point's own BSSID is the device's address in that role.
+constexpr KeyField kHostapdKeys[] = {kSsid0, {"bssid[0]", storeText<&WifiStatus::address>}, kFreq};
+
+// What one operation logs while it reads a reply.
+struct ReplyRules {
+    const char* nullText;  // level 4
+    const char* allocText;
+    int allocLevel;
+    bool tracesPoll;            // the pointer size, then the whole reply
+    const char* ignoredFormat;  // null: missing values and unknown keys pass without a line
+    int ignoredLevel;
+};
+
+constexpr const char* kNoReply = "rspData is NULL";
+constexpr const char* kIgnoring = "Ignoring key: %s";
+
+constexpr ReplyRules kStatusReply = {
+    kNoReply, "parseStatusCmdData: Unable to allocate memory", 4, false, "Ignoring key: %s ", 0};
+constexpr ReplyRules kSignalPollReply = {
+    kNoReply, "parseSignalPollCmdData: Unable to allocate memory", 4, true, kIgnoring, 1};
+constexpr ReplyRules kApStatusReply = {
+    kNoReply, "parseApStatusCmdData: Unable to allocate memory", 4, false, nullptr, 0};
+constexpr ReplyRules kP2pStatusReply = {
+    kNoReply, "parseP2pStatusCmdData: Unable to allocate memory", 4, false, nullptr, 0};
+constexpr ReplyRules kBssReply = {
+    kNoReply, "parseBssCmdWifiInfo: Unable to allocate memory", 4, false, kIgnoring, 1};
+// Its allocation failure goes out under the signal poll's name, at level 3.
+constexpr ReplyRules kBssLoadReply = {
+    kNoReply, "parseSignalPollCmdData: Unable to allocate memory", 3, false, kIgnoring, 1};
+// The access point's status and the scan table have texts of their own and no line per key.
+constexpr ReplyRules kQuietReply = {
+    "a_tag_list is NULL", "changeable is NULL. Unable to allocate memory", 4, false, nullptr, 0};
+
+// A writable copy of the reply, or null once the reason is logged.
+ReplyText copyReply(const char* rspData, const ReplyRules& rules) {
+    if (rspData == nullptr) {
+        YLM_LOG(4, "%s", rules.nullText);
+        return nullptr;
+    }
+    if (rules.tracesPoll) {
+        YLM_LOG(1, "parseSignalPollCmdData sizeof: %d", kReplyPointerSize);
+    }
+    ReplyText copy(heapCopy(rspData));
+    if (copy == nullptr) {
+        YLM_LOG(rules.allocLevel, "%s", rules.allocText);
+    } else if (rules.tracesPoll) {
+        YLM_LOG(1, "signalPollData: %s", copy.get());
+    }
+    return copy;
+}
+
+// Walks "key=value" pairs: a value ends at the next '=' or newline, a key at the next '='.
+// take(key, value) stores a value and says whether the operation knows the key.
+template <class Take>
+void readPairs(char* text, const ReplyRules& rules, Take&& take) {
+    const bool quiet = rules.ignoredFormat == nullptr;
+    char* save = nullptr;
+    for (char* key = strtok_r(text, "=", &save); key != nullptr;
+         key = strtok_r(nullptr, "=", &save)) {
+        char* value = strtok_r(nullptr, "=\n", &save);
+        if (value == nullptr) {
+            if (!quiet) {
+                YLM_LOG(1, "Value is null for key: %s", key);
+            }
+        } else if (!take(key, value) && !quiet) {
+            YLM_LOG(rules.ignoredLevel, rules.ignoredFormat, key);
+        }
+    }
+}
+
+// Reads a link-record reply through its key table.
+template <size_t kCount>
+void readStatus(const char* rspData, const ReplyRules& rules, const KeyField (&keys)[kCount],
+                WifiStatus& status) {
+    ReplyText copy = copyReply(rspData, rules);
+    if (copy == nullptr) {
+        return;
+    }
+    readPairs(copy.get(), rules, [&keys, &status](const char* key, const char* value) {
+        for (const KeyField& field : keys) {
+            if (is(key, field.key)) {
+                field.store(status, value);
+                return true;
+            }
+        }
+        return false;
+    });
+}
+
 // The last rate of a rates element in the map, or 0 when it holds none.
 int lastRate(const WifiParser::ElementMap& elements, int id) {
     auto* rates = dynamic_cast<Ie::SupportedRateElement*>(elements.at(id));
@@ -75,6 +188,19 @@ int lastRate(const WifiParser::ElementMap& elements, int id) {
         return 0;
     }
     return rates->rates.back();
+}
+
+// A text field of the element under id, empty when the map holds none of that class.
+template <class Element>
+std::string elementText(const WifiParser::ElementMap& elements, int id, std::string Element::*field,
+                        const char* foundText) {
+    auto it = elements.find(id);
+    if (it == elements.end()) {
+        return "";
+    }
+    YLM_LOG(1, "%s", foundText);
+    auto* element = dynamic_cast<Element*>(it->second);
+    return element == nullptr ? "" : element->*field;
 }
 
 // Value of one hex digit character, letters past f included; -1 for anything else.
@@ -109,166 +235,41 @@ WifiParser* WifiParser::getInstance() {
 // ---- status replies --------------------------------------------------------------------------
 
 void WifiParser::parseStatusCmdData(const char* rspData, WifiStatus& status) {
-    if (rspData == nullptr) {
-        YLM_LOG(4, "rspData is NULL");
-        return;
-    }
-    char* copy = heapCopy(rspData);
-    if (copy == nullptr) {
-        YLM_LOG(4, "parseStatusCmdData: Unable to allocate memory");
-        return;
-    }
-    forEachPair(copy, [&status](const char* key, const char* value) {
-        if (value == nullptr) {
-            YLM_LOG(1, "Value is null for key: %s", key);
-        } else if (is(key, "ssid")) {
-            status.ssid = value;
-        } else if (is(key, "bssid")) {
-            status.bssid = value;
-        } else if (is(key, "ip_address")) {
-            status.ipAddress = value;
-        } else if (is(key, "address")) {
-            status.address = value;
-        } else if (is(key, "mode")) {
-            status.mode = value;
-        } else if (is(key, "freq")) {
-            status.freq = toFreq(value);
-        } else if (is(key, "wpa_state")) {
-            status.wpaState = value;
-        } else {
-            YLM_LOG(0, "Ignoring key: %s ", key);
-        }
-    });
-    std::free(copy);
+    readStatus(rspData, kStatusReply, kStatusKeys, status);
 }
 
 void WifiParser::parseSignalPollCmdData(const char* rspData, WifiStatus& status) {
-    if (rspData == nullptr) {
-        YLM_LOG(4, "rspData is NULL");
-        return;
-    }
-    YLM_LOG(1, "parseSignalPollCmdData sizeof: %d", kReplyPointerSize);
-    char* copy = heapCopy(rspData);
-    if (copy == nullptr) {
-        YLM_LOG(4, "parseSignalPollCmdData: Unable to allocate memory");
-        return;
-    }
-    YLM_LOG(1, "signalPollData: %s", copy);
-    forEachPair(copy, [&status](const char* key, const char* value) {
-        if (value == nullptr) {
-            YLM_LOG(1, "Value is null for key: %s", key);
-        } else if (is(key, "FREQUENCY")) {
-            status.freq = toFreq(value);
-        } else if (is(key, "RSSI")) {
-            status.rssi = static_cast<int16_t>(atoi(value));
-        } else {
-            YLM_LOG(1, "Ignoring key: %s", key);
-        }
-    });
-    std::free(copy);
+    readStatus(rspData, kSignalPollReply, kSignalPollKeys, status);
 }
 
 void WifiParser::parseApStatusCmdData(const char* rspData, WifiStatus& status) {
-    if (rspData == nullptr) {
-        YLM_LOG(4, "rspData is NULL");
-        return;
-    }
-    char* copy = heapCopy(rspData);
-    if (copy == nullptr) {
-        YLM_LOG(4, "parseApStatusCmdData: Unable to allocate memory");
-        return;
-    }
-    forEachPair(copy, [&status](const char* key, const char* value) {
-        if (value == nullptr) {
-            return;
-        }
-        if (is(key, "ssid[0]")) {
-            status.ssid = value;
-        } else if (is(key, "freq")) {
-            status.freq = toFreq(value);
-        } else if (is(key, "bssid[0]")) {
-            status.bssid = value;
-        }
-    });
-    std::free(copy);
+    readStatus(rspData, kApStatusReply, kApStatusKeys, status);
 }
 
 void WifiParser::parseP2pStatusCmdData(const char* rspData, WifiStatus& status) {
-    if (rspData == nullptr) {
-        YLM_LOG(4, "rspData is NULL");
-        return;
-    }
-    char* copy = heapCopy(rspData);
-    if (copy == nullptr) {
-        YLM_LOG(4, "parseP2pStatusCmdData: Unable to allocate memory");
-        return;
-    }
-    forEachPair(copy, [&status](const char* key, const char* value) {
-        if (value == nullptr) {
-            return;
-        }
-        if (is(key, "ssid[0]")) {
-            status.ssid = value;
-        } else if (is(key, "freq")) {
-            status.freq = toFreq(value);
-        } else if (is(key, "bssid")) {
-            status.bssid = value;
-        }
-    });
-    std::free(copy);
+    readStatus(rspData, kP2pStatusReply, kP2pStatusKeys, status);
 }
 
 WifiStatus WifiParser::hostapdStatus(const char* rspData) {
     WifiStatus status;
-    if (rspData == nullptr) {
-        YLM_LOG(4, "a_tag_list is NULL");
-        return status;
-    }
-    char* copy = heapCopy(rspData);
-    if (copy == nullptr) {
-        YLM_LOG(4, "changeable is NULL. Unable to allocate memory");
-        return status;
-    }
-    forEachPair(copy, [&status](const char* key, const char* value) {
-        if (value == nullptr) {
-            return;
-        }
-        if (is(key, "ssid[0]")) {
-            status.ssid = value;
-        }
-        // The soft access point's own BSSID is the device's address in that role.
-        if (is(key, "bssid[0]")) {
-            status.address = value;
-        }
-        if (is(key, "freq")) {
-            status.freq = toFreq(value);
-        }
-    });
-    std::free(copy);
+    readStatus(rspData, kQuietReply, kHostapdKeys, status);
     return status;
 }
 
 void WifiParser::parseBssCmdWifiInfo(const char* rspData, WifiStatus& status) {
-    if (rspData == nullptr) {
-        YLM_LOG(4, "rspData is NULL");
-        return;
-    }
-    char* copy = heapCopy(rspData);
+    ReplyText copy = copyReply(rspData, kBssReply);
     if (copy == nullptr) {
-        YLM_LOG(4, "parseBssCmdWifiInfo: Unable to allocate memory");
         return;
     }
     WifiInformationElementParser ieParser;
     ElementMap elements;
-    forEachPair(copy, [&ieParser, &elements](const char* key, char* value) {
-        if (value == nullptr) {
-            YLM_LOG(1, "Value is null for key: %s", key);
-        } else if (is(key, "ie")) {
-            YLM_LOG(1, "ie found: %s \n", value);
-            ieParser.parse(value, elements);
-        } else {
-            YLM_LOG(1, "Ignoring key: %s", key);
+    readPairs(copy.get(), kBssReply, [&ieParser, &elements](const char* key, char* value) {
+        if (!is(key, "ie")) {
+            return false;
         }
+        YLM_LOG(1, "ie found: %s \n", value);
+        ieParser.parse(value, elements);
+        return true;
     });
     if (elements.empty()) {
         status.hessid = "";
@@ -283,50 +284,34 @@ void WifiParser::parseBssCmdWifiInfo(const char* rspData, WifiStatus& status) {
     for (auto& entry : elements) {
         delete entry.second;
     }
-    elements.clear();
-    std::free(copy);
 }
 
 void WifiParser::parseBssLoadCmdData(const char* rspData, BssLoad& load) {
-    if (rspData == nullptr) {
-        YLM_LOG(4, "rspData is NULL");
-        return;
-    }
-    char* copy = heapCopy(rspData);
+    ReplyText copy = copyReply(rspData, kBssLoadReply);
     if (copy == nullptr) {
-        YLM_LOG(3, "parseSignalPollCmdData: Unable to allocate memory");
         return;
     }
     load.channelUtilization = 0xFFFF;
     load.channelWidth = 0;
     load.vhtSegment1 = 0;
     WifiInformationElementParser ieParser;
-    forEachPair(copy, [&ieParser, &load](const char* key, char* value) {
-        if (value == nullptr) {
-            YLM_LOG(1, "Value is null for key: %s", key);
-        } else if (is(key, "ie")) {
-            YLM_LOG(1, "ie found: %s", value);
-            ieParser.parse(value, load);
-            YLM_LOG(1, "Parsed ie channel Utilization : %d",
-                    static_cast<int>(load.channelUtilization));
-        } else {
-            YLM_LOG(1, "Ignoring key: %s", key);
+    readPairs(copy.get(), kBssLoadReply, [&ieParser, &load](const char* key, char* value) {
+        if (!is(key, "ie")) {
+            return false;
         }
+        YLM_LOG(1, "ie found: %s", value);
+        ieParser.parse(value, load);
+        YLM_LOG(1, "Parsed ie channel Utilization : %d", static_cast<int>(load.channelUtilization));
+        return true;
     });
-    std::free(copy);
 }
 
 // ---- scan results and element facts ----------------------------------------------------------
 
 WifiScanResult WifiParser::parseScanData(const char* rspData) {
     WifiScanResult result;
-    if (rspData == nullptr) {
-        YLM_LOG(4, "a_tag_list is NULL");
-        return result;
-    }
-    char* copy = heapCopy(rspData);
+    ReplyText copy = copyReply(rspData, kQuietReply);
     if (copy == nullptr) {
-        YLM_LOG(4, "changeable is NULL. Unable to allocate memory");
         return result;
     }
     // The holders outlive each row: a column missing at the end keeps the previous row's value.
@@ -337,7 +322,7 @@ WifiScanResult WifiParser::parseScanData(const char* rspData) {
     int16_t level = 0;
     std::string ssid;
     char* save = nullptr;
-    strtok_r(copy, "\n", &save);  // header line
+    strtok_r(copy.get(), "\n", &save);  // header line
     char* token = strtok_r(nullptr, "\t", &save);
     while (token != nullptr) {
         bssid = token;
@@ -354,7 +339,6 @@ WifiScanResult WifiParser::parseScanData(const char* rspData) {
         result.addData(bssid, frequency, level, ssid);
         token = strtok_r(nullptr, "\t", &save);
     }
-    std::free(copy);
     return result;
 }
 
@@ -397,29 +381,15 @@ int WifiParser::getWifiMode(ElementMap elements, unsigned short freq) {
 }
 
 std::string WifiParser::getHESSIDInfo(ElementMap elements) {
-    std::string hessid;
-    auto it = elements.find(kIdInterworking);
-    if (it != elements.end()) {
-        YLM_LOG(1, "Found Interworking Element in wifiInfoMap");
-        auto* element = dynamic_cast<Ie::InterworkingElement*>(it->second);
-        if (element != nullptr) {
-            hessid = element->hessid;
-        }
-    }
+    std::string hessid = elementText(elements, kIdInterworking, &Ie::InterworkingElement::hessid,
+                                     "Found Interworking Element in wifiInfoMap");
     YLM_LOG(1, "getHESSIDInfo: Returned HESSID: %s", hessid.c_str());
     return hessid;
 }
 
 std::string WifiParser::getCountryCode(ElementMap elements) {
-    std::string code;
-    auto it = elements.find(kIdCountry);
-    if (it != elements.end()) {
-        YLM_LOG(1, "Found Country Element in wifiInfoMap");
-        auto* element = dynamic_cast<Ie::CountryElement*>(it->second);
-        if (element != nullptr) {
-            code = element->countryCode;
-        }
-    }
+    std::string code = elementText(elements, kIdCountry, &Ie::CountryElement::countryCode,
+                                   "Found Country Element in wifiInfoMap");
     YLM_LOG(1, "getCountryCode: Returned countryCode: %s", code.c_str());
     return code;
 }

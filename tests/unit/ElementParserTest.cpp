@@ -6,23 +6,50 @@ namespace {
 
 using P = WifiInformationElementParser;
 using Bytes = std::vector<unsigned char>;
-constexpr const char* kFile = "src/WifiInformationElementParser";
-constexpr int kIe = 10355;
-
-// HT Operation (22 octets) with the given octet 2; VHT Operation (5 octets) width and segment.
-std::string ht(const char* octet2) {
-    return std::string("3d1606") + "00" + octet2 + std::string(38, '0');
-}
-std::string vht(const char* width, const char* seg) {
-    return std::string("c005") + width + "00" + seg + "0000";
-}
 
 class ElementParserTest : public ylmtest::EmuTest {
   protected:
-    void TearDown() override {
-        for (auto& e : map) {
-            delete e.second;
+    // HT Operation (22 octets) with this octet 2; VHT Operation (5 octets) width and segment.
+    static std::string ht(std::string octet2) { return "3d160600" + octet2 + std::string(38, '0'); }
+    static std::string vht(std::string w, std::string seg) {
+        return "c005" + w + "00" + seg + "0000";
+    }
+    // What a read leaves in an element besides its text form.
+    static std::string data(P::InformationElement&) { return ""; }
+    static std::string data(P::InterworkingElement& e) { return " " + e.hessid; }
+    static std::string data(P::CountryElement& e) { return " " + e.countryCode; }
+    static std::string data(P::SupportedRateElement& e) {
+        std::string out;
+        for (int rate : e.rates) {
+            out += " " + std::to_string(rate);
         }
+        return out;
+    }
+    // Each body (hex) read by a fresh element: 1 or 0 for the result, its text form, its data.
+    template <class Element>
+    static std::string read(std::initializer_list<std::string> bodies) {
+        std::string out;
+        for (const std::string& hex : bodies) {
+            Bytes body;
+            for (size_t i = 0; i + 1 < hex.size(); i += 2) {
+                body.push_back(
+                    static_cast<unsigned char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+            }
+            Element e;
+            out += e.parse(body) ? "1 " : "0 ";
+            out += e.to_string() + data(e) + ";";
+        }
+        return out;
+    }
+    // Every captured line as "level text;", in order; all of them the element parser's.
+    std::string lines() {
+        std::string out;
+        for (const auto& l : engine().logs) {
+            EXPECT_TRUE(l.module == 10355 && l.file == "src/WifiInformationElementParser");
+            out += std::to_string(l.level) + " " + l.text + ";";
+        }
+        engine().logs.clear();
+        return out;
     }
     BssLoad load(std::string hex) {
         BssLoad l{};
@@ -30,131 +57,70 @@ class ElementParserTest : public ylmtest::EmuTest {
         parser.parse(hex.data(), l);
         return l;
     }
-    void elements(std::string hex) { parser.parse(hex.data(), map); }
-    bool logged(int level, const std::string& text) const {
-        return EmuTest::logged(level, kIe, kFile, text);
-    }
     P parser;
-    P::ElementMap map;
 };
 
-TEST_F(ElementParserTest, RatesKeepElementOrderAndRejectUnknownOrLongLists) {
-    P::SupportedRateElement rates;
-    EXPECT_TRUE(rates.parse({0x82, 0x84, 0x8B, 0x96}));
-    EXPECT_EQ(rates.rates, (std::vector<int>{1000000, 2000000, 5500000, 11000000}));
-
-    P::SupportedRateElement bad;
-    EXPECT_FALSE(bad.parse({0x82, 0xFF, 0x84}));
-    EXPECT_EQ(bad.rates, std::vector<int>{1000000});  // rates before the bad octet stay
-    EXPECT_TRUE(logged(1, "Invalid rate present"));
-
-    P::ExtendedSupportedRateElement ext;
-    EXPECT_FALSE(ext.parse(Bytes(9, 0x0c)));  // same 8-octet limit as the basic list
-    EXPECT_FALSE(ext.parse({}));
-    EXPECT_TRUE(ext.rates.empty());
-    EXPECT_EQ(countLog("Invalid length of rate"), 2u);
-
-    const std::map<int, int> known = {
-        {2, 1000000},   {4, 2000000},   {11, 5500000},  {12, 6000000},  {18, 9000000},
-        {22, 11000000}, {24, 12000000}, {36, 18000000}, {44, 22000000}, {48, 24000000},
-        {66, 33000000}, {72, 36000000}, {96, 48000000}, {108, 54000000}};
-    for (int octet = 0; octet < 256; ++octet) {
-        auto it = known.find(octet & 0x7F);
-        EXPECT_EQ(P::SupportedRateElement::getRateFromByte(octet),
-                  it == known.end() ? -1 : it->second)
-            << octet;
-    }
+TEST_F(ElementParserTest, ElementBodies) {
+    const std::string ht22 = "24000700" + std::string(36, '0');
+    // Every known rate octet (the top bit only marks a basic rate); those before a bad one stay.
+    EXPECT_EQ(read<P::SupportedRateElement>({"82848b96", "0c1218243048606c", "2cc2", "82ff84"}),
+              "1 ERR 1000000 2000000 5500000 11000000;"
+              "1 ERR 6000000 9000000 12000000 18000000 24000000 36000000 48000000 54000000;"
+              "1 ERR 22000000 33000000;0 ERR 1000000;");
+    EXPECT_EQ(read<P::ExtendedSupportedRateElement>({"0c0c0c0c0c0c0c0c0c", ""}), "0 ERR;0 ERR;");
+    EXPECT_EQ(read<P::InterworkingElement>(
+                  {"01001122334455", "10020802ab00000400", "01", "010203", "0102030405"}),
+              "1 ERR 00:11:22:33:44:55;1 ERR 02:ab:00:00:04:00;1 ERR ;1 ERR ;0 ERR ;");
+    EXPECT_EQ(read<P::CountryElement>({"555320", "5553042404"}), "0 ERR ;1 ERR US;");
+    EXPECT_EQ(read<P::BSSLoadElement>({"01000900", "0000800000", "0000ff0000"}),
+              "0 BSSLoadElement mChannelUtilization=0 (0%);"
+              "1 BSSLoadElement mChannelUtilization=128 (0%);"
+              "1 BSSLoadElement mChannelUtilization=255 (1%);");
+    EXPECT_EQ(read<P::HTOperationElement>({ht22, ht22.substr(2)}),
+              "1 HTOperationElement mPrimaryChannel=36 mChannelWidth=7;"
+              "0 HTOperationElement mPrimaryChannel=0 mChannelWidth=0;");
+    EXPECT_EQ(read<P::VHTOperationElement>({"012a320000", "012a3200"}),
+              "1 VHTOperationElement mChannelWidth=1 mSeg1CenterFreq=50;"
+              "0 VHTOperationElement mChannelWidth=0 mSeg1CenterFreq=0;");
+    EXPECT_EQ(read<P::ERPElement>({"", "04"}), "0 ERR;1 ERR;");
+    EXPECT_EQ(lines(),
+              "1 Invalid rate present;1 Invalid length of rate;1 Invalid length of rate;"
+              "1 HESSID not present;1 HESSID not present;1 Invalid Interworking element length;"
+              "1 Country Code not present;1 Valid country code value is present;"
+              "1 WifiInformationElementParser: CountryCode US;");
 }
 
-TEST_F(ElementParserTest, InterworkingCountryAndFixedLengthBodies) {
-    struct Case {
-        Bytes body;
-        bool ok;
-        const char* hessid;
-    };
-    for (const Case& c :
-         {Case{{0x01, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55}, true, "00:11:22:33:44:55"},
-          Case{{0x10, 0x02, 0x08, 0x02, 0xAB, 0, 0, 4, 0}, true, "02:ab:00:00:04:00"},
-          Case{{0x01}, true, ""}, Case{{1, 2, 3}, true, ""}, Case{{1, 2, 3, 4, 5}, false, ""}}) {
-        P::InterworkingElement e;
-        EXPECT_EQ(e.parse(c.body), c.ok);
-        EXPECT_EQ(e.hessid, c.hessid);
-    }
-    EXPECT_EQ(countLog("HESSID not present"), 2u);
-    EXPECT_TRUE(logged(1, "Invalid Interworking element length"));
-
-    P::CountryElement country;
-    EXPECT_FALSE(country.parse({'U', 'S', 0x20}));
-    EXPECT_TRUE(logged(1, "Country Code not present"));
-    EXPECT_TRUE(country.parse({'U', 'S', 0x04, 0x24, 0x04}));
-    EXPECT_EQ(country.countryCode, "US");
-    EXPECT_TRUE(logged(1, "Valid country code value is present"));
-    EXPECT_TRUE(logged(1, "WifiInformationElementParser: CountryCode US"));
-
-    P::BSSLoadElement bssLoad;
-    EXPECT_FALSE(bssLoad.parse({1, 0, 9, 0}));
-    EXPECT_EQ(bssLoad.mChannelUtilization, 0);
-    P::ERPElement erp;
-    EXPECT_FALSE(erp.parse({}));
-    EXPECT_TRUE(erp.parse({0x04}));
-}
-
-TEST_F(ElementParserTest, TextForms) {
-    P::BSSLoadElement half, full;
-    half.parse({0, 0, 128, 0, 0});
-    full.parse({0, 0, 255, 0, 0});
-    P::HTOperationElement h;
-    h.parse(Bytes{36, 5, 7, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
-    P::VHTOperationElement v;
-    v.parse({1, 42, 50, 0, 0});
-    P::CountryElement c;
-    EXPECT_EQ(half.to_string(), "BSSLoadElement mChannelUtilization=128 (0%)");
-    EXPECT_EQ(full.to_string(), "BSSLoadElement mChannelUtilization=255 (1%)");
-    EXPECT_EQ(h.to_string(), "HTOperationElement mPrimaryChannel=36 mChannelWidth=7");
-    EXPECT_EQ(v.to_string(), "VHTOperationElement mChannelWidth=1 mSeg1CenterFreq=50");
-    EXPECT_EQ(c.to_string(), "ERR");
-}
-
-TEST_F(ElementParserTest, TlvWalkReadsHeaderAndBodyAndStopsAtZeroLengthOrEnd) {
-    const std::string digits = "0123456789abcdefABCDEFgz-";
-    const int want[] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9, 10, 11, 12,
-                        13, 14, 15, 10, 11, 12, 13, 14, 15, 0, 0,  0};
+TEST_F(ElementParserTest, TlvWalkReadsHeaderAndBody) {
+    const std::string digits = "0123456789abcdefABCDEFgz-";  // anything else reads as 0
     for (size_t i = 0; i < digits.size(); ++i) {
-        EXPECT_EQ(parser.hex_to_dec(digits[i]), want[i]) << digits[i];
+        EXPECT_EQ(parser.hex_to_dec(digits[i]), i < 16 ? int(i) : i < 22 ? int(i) - 6 : 0);
     }
     unsigned char id = 0;
     Bytes value;
-    std::string text = "0102aAbB0700";
+    std::string text = "0102aAbB0b03ccddc";
     EXPECT_EQ(parser.parse_next_tlv(text.data(), &id, &value), text.data() + 8);
     EXPECT_EQ(id, 1);
     EXPECT_EQ(value, (Bytes{0xaa, 0xbb}));
-    EXPECT_EQ(parser.parse_next_tlv(text.data() + 8, &id, &value), nullptr);  // empty body
-    EXPECT_EQ(id, 7);
-    std::string truncated = "0b03aabbc";
-    EXPECT_EQ(parser.parse_next_tlv(truncated.data(), &id, &value), nullptr);
-    EXPECT_EQ(value, (Bytes{0xaa, 0xbb}));
-    std::string shortHeader = "0b0";
-    EXPECT_EQ(parser.parse_next_tlv(shortHeader.data(), &id, &value), nullptr);
-    EXPECT_EQ(parser.parse_next_tlv(nullptr, &id, &value), nullptr);
+    EXPECT_EQ(parser.parse_next_tlv(text.data() + 8, &id, &value), nullptr);  // truncated
+    EXPECT_EQ(value, (Bytes{0xcc, 0xdd}));
+    for (char* bad : {text.data() + 14, static_cast<char*>(nullptr)}) {  // short header, no text
+        EXPECT_EQ(parser.parse_next_tlv(bad, &id, &value), nullptr);
+    }
     EXPECT_EQ(parser.parse_next_tlv(text.data(), nullptr, &value), nullptr);
     EXPECT_EQ(parser.parse_next_tlv(text.data(), &id, nullptr), nullptr);
 }
 
 TEST_F(ElementParserTest, BssLoadChannelWidthWrapsIn16Bits) {
-    struct Case {
-        std::string hex;
-        uint16_t width;
-    };
-    for (const Case& c :
-         {Case{"", 20000}, Case{"0000" + ht("05") + vht("01", "00"), 20000},
-          Case{ht("00") + vht("01", "00"), 20000}, Case{vht("02", "00"), 20000},
-          Case{ht("05"), 40000}, Case{ht("05") + vht("00", "00"), 40000},
-          Case{ht("80") + vht("01", "00"), 14464},  // any bit of octet 2 counts
-          Case{vht("02", "00") + ht("01"), 28928}, Case{ht("01") + vht("03", "00"), 0},
-          Case{ht("01") + vht("05", "00"), 20000}}) {
-        EXPECT_EQ(load(c.hex).channelWidth, c.width) << c.hex;
+    using W = std::pair<std::string, uint16_t>;
+    for (const auto& [hex, width] :
+         {W{"", 20000}, W{"0000" + ht("05") + vht("01", "00"), 20000},  // a hidden SSID ends it
+          W{ht("00") + vht("01", "00"), 20000}, W{vht("02", "00"), 20000}, W{ht("05"), 40000},
+          W{ht("05") + vht("00", "00"), 40000}, W{ht("80") + vht("01", "00"), 14464},  // any bit
+          W{vht("02", "00") + ht("01"), 28928}, W{ht("01") + vht("03", "00"), 0},
+          W{ht("01") + vht("05", "00"), 20000}}) {
+        EXPECT_EQ(load(hex).channelWidth, width) << hex;
     }
-    EXPECT_TRUE(logged(1, "ERR Bad Frequency Value\n"));
+    EXPECT_EQ(countLog("ERR Bad Frequency Value\n"), 1u);
     EXPECT_EQ(load(vht("01", "2a")).vhtSegment1, 36);
     EXPECT_EQ(load(vht("01", "06")).vhtSegment1, 0);
     EXPECT_EQ(load("0b0401001e00").channelUtilization, 65535);
@@ -164,21 +130,18 @@ TEST_F(ElementParserTest, BssLoadChannelWidthWrapsIn16Bits) {
 
     engine().logs.clear();
     load("0b0501001E0000");
-    std::string lines;
-    for (const auto& l : engine().logs) {
-        EXPECT_TRUE(l.level == 1 && l.module == kIe && l.file == kFile);
-        lines += l.text + ";";
-    }
-    EXPECT_EQ(
-        lines,
-        "Parsed TLV: id=11 len=5 ;1;0;30;0;0;--- BSSLoadElement mChannelUtilization=30 (0%);");
+    EXPECT_EQ(lines(),
+              "1 Parsed TLV: id=11 len=5 ;1 1;1 0;1 30;1 0;1 0;"
+              "1 --- BSSLoadElement mChannelUtilization=30 (0%);");
 }
 
 TEST_F(ElementParserTest, ElementMapKeepsFirstOfEachKnownId) {
     // SSID, Country US, rates with a bad octet, BSS Load (not mapped), Country DE, vendor, ERP,
     // Extended Rates, HT and VHT Operation, Interworking, then a lone digit.
-    const std::string head = "00036162630704555320040102ff820b05010000000007044445";
-    elements(head + "2004dd030011222A01043201ff" + ht("00") + vht("00", "00") + "6b01010f");
+    std::string hex = "00036162630704555320040102ff820b05010000000007044445";
+    hex += "2004dd030011222A01043201ff" + ht("00") + vht("00", "00") + "6b01010f";
+    P::ElementMap map;
+    parser.parse(hex.data(), map);
     std::string names;
     for (const auto& [id, e] : map) {
         names += std::to_string(id) + ":" + e->get_name() + "/" + std::to_string(e->get_id()) + " ";
@@ -189,11 +152,13 @@ TEST_F(ElementParserTest, ElementMapKeepsFirstOfEachKnownId) {
               "107:InterworkingElement/107 192:VHTOperationElement/192 ");
     EXPECT_EQ(static_cast<P::CountryElement*>(map.at(7))->countryCode, "US");
     EXPECT_TRUE(static_cast<P::SupportedRateElement*>(map.at(1))->rates.empty());
-
-    P::ElementMap hidden;
-    std::string text = "00000102ff82";  // a hidden SSID ends the walk at once
-    parser.parse(text.data(), hidden);
-    EXPECT_TRUE(hidden.empty());
+    for (auto& e : map) {
+        delete e.second;
+    }
+    map.clear();
+    hex = "00000102ff82";  // a hidden SSID ends the walk at once
+    parser.parse(hex.data(), map);
+    EXPECT_TRUE(map.empty());
 }
 
 }  // namespace

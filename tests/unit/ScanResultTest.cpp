@@ -1,45 +1,10 @@
-// The scan store's text keys, moving a result, and the request filters over those keys.
+// Scan tables into the scan store, its text keys, moving a result, and the request filters.
 #include "EmuFixture.h"
-#include "WifiScanResult.h"
+#include "WifiParser.h"
 
 namespace {
 
 constexpr const char* kAny = "ff:ff:ff:ff:ff:ff";
-
-// The keys of a map, or the BSSIDs of a list, joined by blanks.
-template <class Map>
-std::string keys(const Map& m) {
-    std::string out;
-    for (const auto& e : m) {
-        out += (out.empty() ? "" : " ") + e.first;
-    }
-    return out;
-}
-std::string bssids(const std::list<BssidInfo>& list) {
-    std::string out;
-    for (const auto& i : list) {
-        out += (out.empty() ? "" : " ") + i.bssid;
-    }
-    return out;
-}
-
-MeasurementRequestReport report(const std::string& ssid, const std::string& bssid,
-                                std::set<uint16_t> codes) {
-    MeasurementRequestReport r;
-    r.ssid = ssid;
-    r.bssidChannels[bssid] = std::move(codes);
-    return r;
-}
-
-// Five access points; a4's SSID lies past the "~" bound of the prefix Home, a5's frequency is
-// 2412 in 16 bits.
-void fill(WifiScanResult& scan) {
-    scan.addData("a1", "2412", -40, "Home");
-    scan.addData("a2", "2437", -50, "HomeNet");
-    scan.addData("a3", "5180", -60, "Office");
-    scan.addData("a4", "2484", -70, "Home~x");
-    scan.addData("a5", "67948", -80, "Far");
-}
 
 class ScanResultTest : public ylmtest::EmuTest {
   protected:
@@ -47,30 +12,74 @@ class ScanResultTest : public ylmtest::EmuTest {
         EmuTest::SetUp();
         fill(scan);
     }
+    // Five access points; a4's SSID lies past the "~" bound of the prefix Home, a5's frequency
+    // is 2412 in 16 bits.
+    static void fill(WifiScanResult& r) {
+        r.addData("a1", "2412", -40, "Home");
+        r.addData("a2", "2437", -50, "HomeNet");
+        r.addData("a3", "5180", -60, "Office");
+        r.addData("a4", "2484", -70, "Home~x");
+        r.addData("a5", "67948", -80, "Far");
+    }
+    static MeasurementRequestReport report(const char* ssid, const char* bssid,
+                                           std::set<uint16_t> codes) {
+        return {ssid, 0, 0, 0, {{bssid, std::move(codes)}}};
+    }
+    // The keys of a map, or the BSSIDs of a list, joined by blanks.
+    template <class T>
+    static std::string part(const std::pair<const std::string, T>& entry) {
+        return entry.first;
+    }
+    static std::string part(const BssidInfo& info) { return info.bssid; }
+    template <class Container>
+    static std::string join(const Container& c) {
+        std::string out;
+        for (const auto& e : c) {
+            out += (out.empty() ? "" : " ") + part(e);
+        }
+        return out;
+    }
     std::string filter(std::list<MeasurementRequestReport> reports) {
         scan.filterData(reports);
-        return bssids(scan.matches);
+        return join(scan.matches);
     }
     WifiScanResult scan;
 };
 
+TEST_F(ScanResultTest, ScanTableRowsAndTheEmptySsidShift) {
+    WifiParser& parser = *WifiParser::getInstance();
+    WifiScanResult r = parser.parseScanData(ylmtest::fixture("sta-scan-results.txt").c_str());
+    EXPECT_EQ(join(r.byFreqBssidSsid),
+              "2437&02:00:00:00:03:00&testbed-2g 5180&02:00:00:00:04:00&testbed-5g "
+              "5745&02:00:00:00:05:00&testbed-he");
+    EXPECT_EQ(r.byBssid.at("02:00:00:00:04:00&5180").level, -27);
+    r = parser.parseScanData(ylmtest::fixture("sta5-scan-results-with-p2p.txt").c_str());
+    EXPECT_EQ(r.byBssid.at("06:00:00:00:00:00&24ghtz").ssid, "DIRECT-4m");
+    EXPECT_TRUE(parser.parseScanData("bssid / frequency / signal level / flags / ssid\n")
+                    .byFreqBssidSsid.empty());
+    // A hidden network's empty SSID column takes the next row's BSSID as SSID, and the next row
+    // is read one column to the left (its flags become its level, 0).
+    r = parser.parseScanData(
+        "bssid / frequency / signal level / flags / ssid\n"
+        "02:00:00:00:0a:00\t2412\t-50\t[ESS]\t\n"
+        "02:00:00:00:0b:00\t2437\t-60\t[WPA2-PSK-CCMP][ESS]\tNet\\x00\n");
+    EXPECT_EQ(join(r.byFreqBssidSsid),
+              "-60&2437&02:00:00:00:0b:00 2412&02:00:00:00:0a:00&02:00:00:00:0b:00");
+    EXPECT_EQ(r.byBssid.at("2437&-60").level, 0);
+}
+
 TEST_F(ScanResultTest, KeysByFrequencyBssidAndBand) {
     // frequency text, then the keys of byBssid | byFreqOrBand
-    const std::pair<const char*, const char*> cases[] = {
-        {"2412", "b&2412 b&24ghtz|2412&b 24ghtz&b"},
-        {"3660", "b&3660 b&36ghtz|3660&b 36ghtz&b"},
-        {"5825", "b&5825 b&5ghtz|5825&b 5ghtz&b"},
-        {"67948", "b&24ghtz b&67948|24ghtz&b 67948&b"},
-        {"2300", "b& b&2300|&b 2300&b"},
-        {"5826", "b& b&5826|&b 5826&b"},
-        {"", "b&|&b"},
-        {"0", "b&0|0&b"},
-        {"x", "b&x|x&b"}};
-    for (const auto& [freq, want] : cases) {
+    using F = std::pair<const char*, const char*>;
+    for (const auto& [freq, want] :
+         {F{"2412", "b&2412 b&24ghtz|2412&b 24ghtz&b"},
+          F{"3660", "b&3660 b&36ghtz|3660&b 36ghtz&b"}, F{"5825", "b&5825 b&5ghtz|5825&b 5ghtz&b"},
+          F{"67948", "b&24ghtz b&67948|24ghtz&b 67948&b"}, F{"2300", "b& b&2300|&b 2300&b"},
+          F{"5826", "b& b&5826|&b 5826&b"}, F{"", "b&|&b"}, F{"0", "b&0|0&b"}, F{"x", "b&x|x&b"}}) {
         WifiScanResult r;
         r.addData("b", freq, -1, "S");
-        EXPECT_EQ(keys(r.byBssid) + "|" + keys(r.byFreqOrBand), want) << freq;
-        EXPECT_EQ(keys(r.byFreqBssidSsid), std::string(freq) + "&b&S");
+        EXPECT_EQ(join(r.byBssid) + "|" + join(r.byFreqOrBand), want) << freq;
+        EXPECT_EQ(join(r.byFreqBssidSsid), std::string(freq) + "&b&S");
     }
 }
 
@@ -91,7 +100,7 @@ TEST_F(ScanResultTest, FirstLineWinsAndMovingEmptiesTheSource) {
     moved = std::move(scan);
     EXPECT_EQ(moved.byBssid.count("z&1"), 0u);
     EXPECT_EQ(moved.matches.size(), 5u);
-    // The moved-from state is part of the contract: six empty containers.
+    // The source is left with six empty containers.
     // NOLINTNEXTLINE(bugprone-use-after-move)
     EXPECT_TRUE(scan.byFreqBssidSsid.empty() && scan.byBssid.empty() && scan.byFreqOrBand.empty());
     EXPECT_TRUE(scan.matches.empty() && scan.reportBySsid.empty() && scan.ssidBssids.empty());
@@ -102,50 +111,49 @@ TEST_F(ScanResultTest, FirstLineWinsAndMovingEmptiesTheSource) {
 }
 
 TEST_F(ScanResultTest, ChannelAndBssidSelection) {
-    struct Case {
+    struct C {
         const char* bssid;
         std::set<uint16_t> codes;
         const char* matches;  // in the order of the hits' SSID & BSSID keys
     };
-    for (const Case& c :
-         {Case{kAny, {ANY_CHANNEL}, "a5 a1 a2 a4 a3"}, Case{kAny, {1}, "a5 a1 a2 a4"},
-          Case{kAny, {2437}, "a2"}, Case{kAny, {2}, ""}, Case{"a3", {3}, "a3"},
-          Case{"a3", {5180}, "a3"}, Case{"a3", {1, 2412}, ""}, Case{"a3", {ANY_CHANNEL}, "a3"},
-          Case{"a5", {1}, "a5"}, Case{"a5", {2412}, ""}, Case{"a3", {}, ""}}) {
+    for (const auto& [bssid, codes, want] :
+         {C{kAny, {ANY_CHANNEL}, "a5 a1 a2 a4 a3"}, C{kAny, {1}, "a5 a1 a2 a4"},
+          C{kAny, {2437}, "a2"}, C{kAny, {2}, ""}, C{"a3", {3}, "a3"}, C{"a3", {5180}, "a3"},
+          C{"a3", {1, 2412}, ""}, C{"a3", {ANY_CHANNEL}, "a3"}, C{"a5", {1}, "a5"},
+          C{"a5", {2412}, ""}, C{"a3", {}, ""}}) {
         WifiScanResult r;
         fill(r);
-        std::list<MeasurementRequestReport> reports = {report("AnySSID", c.bssid, c.codes)};
+        std::list<MeasurementRequestReport> reports = {report("AnySSID", bssid, codes)};
         r.filterData(reports);
-        EXPECT_EQ(bssids(r.matches), c.matches) << c.bssid << " " << c.codes.size();
-        if (c.codes.count(ANY_CHANNEL) != 0 &&
-            std::string(c.bssid) == kAny) {  // each under its own SSID
-            EXPECT_EQ(keys(r.reportBySsid), "Far Home HomeNet Home~x Office");
-        }
+        EXPECT_EQ(join(r.matches), want) << bssid << " " << codes.size();
     }
     EXPECT_EQ(countLog("WifiScanResult::findPartialKey  AnySSID a3 2412"), 1u);
+    filter({report("AnySSID", kAny, {ANY_CHANNEL})});
+    EXPECT_EQ(join(scan.reportBySsid), "Far Home HomeNet Home~x Office");  // each under its own
 }
 
-TEST_F(ScanResultTest, SsidGroupsByPrefixAndFirstGroupWins) {
+TEST_F(ScanResultTest, SsidGroupsByPrefixFirstGroupWinsAndTheDump) {
     EXPECT_EQ(filter({report("Home", kAny, {ANY_CHANNEL}), report("Home", "a1", {1}),
                       report("Office", "a2", {2437}), report("AnySSID", "a3", {3}),
-                      report("Nowhere", "zz", {ANY_CHANNEL})}),
+                      report("Nope", "a1", {2412}), report("Nowhere", "zz", {ANY_CHANNEL})}),
               "a1 a2 a1 a3");
-    EXPECT_EQ(keys(scan.reportBySsid), "Home Office");
-    EXPECT_EQ(bssids(scan.reportBySsid.at("Home")), "a1 a2");  // HomeNet filed under Home
-    EXPECT_EQ(bssids(scan.reportBySsid.at("Office")), "a3");
-}
-
-TEST_F(ScanResultTest, DumpReportLinesAndLineNumbers) {
-    filter({report("AnySSID", "a3", {ANY_CHANNEL}), report("Nope", "a1", {2412})});
+    // HomeNet is filed under Home; a group once made is kept; no hit at all makes no group.
     std::string lines;
     for (const auto& l : engine().logs) {
         EXPECT_TRUE(l.file == "src/WifiScanResult" && l.level == 1 && l.module == 10357);
         lines += std::to_string(l.line) + " " + l.text + ";";
     }
     EXPECT_EQ(lines,
-              "198 WifiScanResult::findPartialKey  AnySSID a3 65535;"
+              "198 WifiScanResult::findPartialKey  Home ff:ff:ff:ff:ff:ff 65535;"
+              "198 WifiScanResult::findPartialKey  Home a1 1;"
+              "198 WifiScanResult::findPartialKey  Office a2 2437;"
+              "198 WifiScanResult::findPartialKey  AnySSID a3 3;"
               "198 WifiScanResult::findPartialKey  Nope a1 2412;"
+              "198 WifiScanResult::findPartialKey  Nowhere zz 65535;"
               "243 dumpReport after filterData;"
+              "254 ssid :Home;255 bssid lsit length :2;"
+              "261 RawMeasurement bssid channel a1  2412  -40;"
+              "261 RawMeasurement bssid channel a2  2437  -50;"
               "254 ssid :Nope;255 bssid lsit length :0;"
               "254 ssid :Office;255 bssid lsit length :1;"
               "261 RawMeasurement bssid channel a3  5180  -60;");
