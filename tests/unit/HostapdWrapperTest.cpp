@@ -1,105 +1,50 @@
-// The access-point channel: command line, option words, output capture, failure reporting.
-#include "EmuFixture.h"
+// The access-point channel: interface selector, option words, output capture, failure reporting.
 #include "HostapdWrapper.h"
+#include "RawTestSupport.h"
 
 namespace {
 
-constexpr const char* kFile = "src/HostapdWrapper";
-constexpr int kModule = 10359;
-const std::string kBase =
-    "hostapd_cli -p /data/vendor/wifi/hostapd/ctrl -s /data/vendor/wifi/hostapd/ctrl";
+class HostapdTest : public ylmtest::RawTest {};
 
-class HostapdTest : public ylmtest::EmuTest {
-  protected:
-    HostapdWrapper& hostapd() { return *HostapdWrapper::getInstance(); }
-};
-
-TEST_F(HostapdTest, ChipsetTypeFourSelectsSoftApEveryOtherWlan0) {
+TEST_F(HostapdTest, CommandLineOptionWordsAndCapturedOutput) {
+    const std::string status = ylmtest::fixture("hostapd-status.txt"), a999(999, 'a');
+    // The engine cuts at the buffer size and then leaves no terminating zero.
     const struct {
         int chipset;
-        std::string selector;
-    } cases[] = {{4, " -i softap0 "},
-                 {0, " -i wlan0 "},
-                 {3, " -i wlan0 "},
-                 {5, " -i wlan0 "},
-                 {-1, " -i wlan0 "}};
+        const char* selector;
+        std::string printed;
+        int rc;
+        std::string out;
+    } cases[] = {{4, " -i softap0 ", status, 0, status},
+                 {0, " -i wlan0 ", std::string("ab\0cd", 5), 0, "ab"},
+                 {3, " -i wlan0 ", a999, 0, a999},
+                 {5, " -i wlan0 ", a999 + "a", 0, a999 + "a"},
+                 {-1, " -i wlan0 ", a999 + a999, 0, a999 + "a"},
+                 {0, " -i wlan0 ", "partial", 3, ""}};
     for (const auto& c : cases) {
         engine().reset();
         engine().chipsetType = c.chipset;
-        std::string out;
-        hostapd().execHostapdCommand(HostapdWrapper::statusCmd, out);
+        const std::string line = HostapdWrapper::HOSTAPD_CLI_CMD + c.selector + "STATUS";
+        engine().scriptedForkExec().setResult(line, c.printed, c.rc);
+        std::string out = "kept|";
+        EXPECT_EQ(HostapdWrapper::getInstance()->execHostapdCommand("STATUS", out), c.rc == 0);
+        EXPECT_EQ(out, "kept|" + c.out) << c.chipset;
+        EXPECT_EQ(logsOf("src/HostapdWrapper"),
+                  ylmtest::Strings{c.rc == 0 ? "91 0 10359 Command : STATUS and Response: " + out
+                                             : "87 4 10359 forkExec failed with error 3"});
         ASSERT_EQ(engine().forkCalls.size(), 1U);
-        EXPECT_EQ(engine().forkCalls[0].cmdLine, kBase + c.selector + "STATUS") << c.chipset;
+        const auto& call = engine().forkCalls[0];
+        EXPECT_TRUE(call.cmdLine == line && call.bufferGiven && call.bufferSize == 1000U);
+        EXPECT_EQ(std::vector<uint32_t>(call.words, call.words + 10),
+                  (std::vector<uint32_t>{0, call.words[1], 1000, 0, 0, 0, 0, 2, 0, 0}));
     }
 }
 
-TEST_F(HostapdTest, OptionWordsNameTheThousandByteBuffer) {
-    std::string out;
-    hostapd().execHostapdCommand("STATUS", out);
-    ASSERT_EQ(engine().forkCalls.size(), 1U);
-    const auto& call = engine().forkCalls[0];
-    EXPECT_TRUE(call.bufferGiven);
-    EXPECT_EQ(call.bufferSize, 1000U);
-    const uint32_t expected[10] = {0, call.words[1], 1000, 0, 0, 0, 0, 2, 0, 0};
-    for (int i = 0; i < 10; ++i) {
-        EXPECT_EQ(call.words[i], expected[i]) << "word " << i;
-    }
-}
-
-TEST_F(HostapdTest, ReplyIsAppendedAndLogged) {
-    const std::string reply = ylmtest::fixture("hostapd-status.txt");
-    engine().scriptedForkExec().setResult(kBase + " -i wlan0 STATUS", reply);
-    std::string out = "kept|";
-    EXPECT_TRUE(hostapd().execHostapdCommand("STATUS", out));
-    EXPECT_EQ(out, "kept|" + reply);
-    const auto* line = findLog("Command : STATUS and Response: kept|" + reply);
-    ASSERT_NE(line, nullptr);
-    EXPECT_EQ(line->line, 91);
-    EXPECT_EQ(line->level, 0);
-    EXPECT_EQ(line->module, kModule);
-    EXPECT_EQ(line->file, kFile);
-}
-
-TEST_F(HostapdTest, OutputFillingTheWholeBufferIsReadUpToItsEnd) {
-    // The engine cuts at the buffer size and then has no room for a terminating zero.
-    for (const size_t size : {999U, 1000U, 1001U, 5000U}) {
-        engine().reset();
-        engine().scriptedForkExec().setResult(kBase + " -i wlan0 X", std::string(size, 'a'));
-        std::string out;
-        EXPECT_TRUE(hostapd().execHostapdCommand("X", out));
-        EXPECT_EQ(out, std::string(std::min<size_t>(size, 1000), 'a'));
-    }
-}
-
-TEST_F(HostapdTest, OutputStopsAtTheFirstZeroByte) {
-    engine().scriptedForkExec().setResult(kBase + " -i wlan0 X", std::string("ab\0cd", 5));
-    std::string out;
-    EXPECT_TRUE(hostapd().execHostapdCommand("X", out));
-    EXPECT_EQ(out, "ab");
-}
-
-TEST_F(HostapdTest, FailingClientIsReportedWithItsCodeAndLeavesOutputAlone) {
-    engine().scriptedForkExec().setResult(kBase + " -i wlan0 STATUS", "partial", 3);
-    std::string out = "before";
-    EXPECT_FALSE(hostapd().execHostapdCommand("STATUS", out));
-    EXPECT_EQ(out, "before");
-    const auto* line = findLog("forkExec failed with error 3");
-    ASSERT_NE(line, nullptr);
-    EXPECT_EQ(line->line, 87);
-    EXPECT_EQ(line->level, 4);
-    EXPECT_EQ(line->module, kModule);
-    EXPECT_EQ(countLog("Command : STATUS and Response: before"), 0U);
-}
-
-TEST_F(HostapdTest, InstanceCanBeDeletedAndMadeAgain) {
-    ASSERT_NE(HostapdWrapper::getInstance(), nullptr);
+TEST_F(HostapdTest, InstanceCanBeDeletedTwiceAndMadeAgain) {
     HostapdWrapper::deleteInstance();
-    HostapdWrapper::deleteInstance();  // a second delete finds nothing to free
-    HostapdWrapper* again = HostapdWrapper::getInstance();
-    ASSERT_NE(again, nullptr);
-    EXPECT_EQ(HostapdWrapper::getInstance(), again);
+    HostapdWrapper::deleteInstance();
     std::string out;
-    again->execHostapdCommand("STATUS", out);
+    HostapdWrapper::getInstance()->execHostapdCommand("STATUS", out);
     EXPECT_EQ(engine().forkCalls.size(), 1U);
 }
 
