@@ -37,10 +37,10 @@ TEST_F(RawConnectedTest, SmoothedRssiOfTheAssociatedAccessPointEachPeriod) {
                       r(3, "", {}, 0, -28), r(1, "", {}, 0, 0)});
     EXPECT_EQ(engine().messages[1].time, 10);
     EXPECT_EQ(timers(), "added 2 5 100 1, removed 1 2");
-    const std::string sample = "command-no-reply 0:SIGNAL_POLL", poll = "command 0:SIGNAL_POLL";
-    EXPECT_EQ(events(), (ylmtest::Strings{sample, sample, poll, sample, sample, sample, poll,
-                                          "command 0:STATUS", "command 0:BSS 02:00:00:00:03:00",
-                                          sample, sample, poll, poll}));
+    const std::string sample = "command-no-reply 0:SIGNAL_POLL", poll = "0:SIGNAL_POLL";
+    EXPECT_EQ(events(),
+              (ylmtest::Strings{sample, sample, poll, sample, sample, sample, poll, "0:STATUS",
+                                "0:BSS 02:00:00:00:03:00", sample, sample, poll, poll}));
     const ylmtest::Strings logs = logsOf("src/RawMeasurement", false);
     EXPECT_TRUE(std::any_of(logs.begin(), logs.end(), [](const std::string& l) {
         return l.rfind("0 10357 sendAndsfReport:", 0) == 0;

@@ -26,7 +26,7 @@ using Mac = std::array<uint8_t, 6>;
 using BssidSpec = std::pair<Mac, std::vector<uint16_t>>;
 using SsidSpec = std::pair<std::string, std::vector<BssidSpec>>;  // "" asks for the associated AP
 
-// The manager linked to the emulated services (which links the provider) and fed start and stop
+// The manager linked to the emulated services (which links the provider), fed start and stop
 // indications; what linking logged and did is dropped.
 class RawTest : public EmuTest {
   protected:
@@ -37,7 +37,7 @@ class RawTest : public EmuTest {
         engine().logs.clear();
     }
     static Mac mac(uint8_t b4) { return {2, 0, 0, 0, b4, 0}; }
-    // An indication with these lists; timing is marked valid when given, alpha is left invalid.
+    // Timing is marked valid when given; alpha is left invalid.
     static Ind indication(int32_t id, uint64_t mask, const std::vector<SsidSpec>& ssids,
                           bool listValid = true, uint32_t sampling = 0, uint32_t reporting = 0) {
         const uint8_t timed = sampling != 0 || reporting != 0;
@@ -61,13 +61,13 @@ class RawTest : public EmuTest {
         return indication(id, 1, {{"", {}}}, true, sampling, reporting);
     }
     static Ind anyScan(int32_t id, uint64_t mask = 5, uint32_t reporting = 0) {
-        return indication(id, mask, {{std::string(32, '\xff'), {{kBroadcast, {65535}}}}}, true,
-                          reporting, reporting);
+        const Mac any{0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
+        return indication(id, mask, {{std::string(32, '\xff'), {{any, {65535}}}}}, true, 0,
+                          reporting);
     }
-    // Expected records; the layouts have only explicit padding, so {} zeroes every byte.
+    // Expected records. The layouts have only explicit padding, so {} zeroes every byte.
     static Record rec(Mac b, uint16_t freq, uint64_t mask, int16_t rssi, uint16_t load) {
-        Record r{{b[0], b[1], b[2], b[3], b[4], b[5]}, {}, freq, {}, mask, rssi, {}, load, {}};
-        return r;
+        return {{b[0], b[1], b[2], b[3], b[4], b[5]}, {}, freq, {}, mask, rssi, {}, load, {}};
     }
     static Report report(uint32_t id, uint32_t seq, bool last, const std::string& ssid,
                          const std::vector<Record>& recs) {
@@ -78,8 +78,8 @@ class RawTest : public EmuTest {
         std::copy(recs.begin(), recs.end(), m.bssid_list);
         return m;
     }
-    // The messages sent from index `from` on are exactly these reports, byte for byte; the
-    // decoded fields name a mismatch.
+    // The messages from index `from` on are exactly these, byte for byte; decoded fields name
+    // a mismatch.
     static void expectReports(size_t from, const std::vector<Report>& want) {
         const auto& sent = emu::Engine::instance().messages;
         ASSERT_EQ(sent.size(), from + want.size());
@@ -96,31 +96,29 @@ class RawTest : public EmuTest {
         dsd_stop_wifi_meas_ind_msg_v01 ind{id};
         mgr->stopWifiMeasurement(engine().dsd(), ind);
     }
-    // A measurement of its own, outside the manager.
-    std::unique_ptr<Raw> make(const Ind& ind) {
+    std::unique_ptr<Raw> make(const Ind& ind) {  // one of its own, outside the manager
         return std::make_unique<Raw>(*engine().dsd(), *engine().com(), *engine().timer(),
                                      *engine().supplicant(), *provider, ind, nullptr);
     }
-    // Station replies: command, fixture name.
-    void replies(const std::vector<std::pair<std::string, std::string>>& list) {
-        for (const auto& r : list) {
+    void replies(const std::vector<std::pair<std::string, std::string>>& commandAndFixture) {
+        for (const auto& r : commandAndFixture) {
             engine().scriptedSupplicant().setReply(r.first, fixture(r.second));
         }
     }
-    // Supplicant events as "kind type:text", with the reply room when it is not the kind's own
-    // (4095 for a command with a reply, none otherwise).
+    // Supplicant events as "type:command" or "kind type:text"; a reply room follows when it is
+    // not the 4095 bytes of a command's reply buffer, or none for the other kinds.
     Strings events() const {
         Strings out;
         for (const auto& e : emu::Engine::instance().supplicantEvents) {
-            const size_t room = e.kind == emu::SupplicantEvent::Command ? 4095 : 0;
-            out.push_back(std::string(emu::supplicantEventName(e.kind)) + " " +
-                          std::to_string(e.type) + ":" + e.text +
-                          (e.replyRoom == room ? "" : " room " + std::to_string(e.replyRoom)));
+            const bool cmd = e.kind == emu::SupplicantEvent::Command;
+            out.push_back(
+                (cmd ? "" : std::string(emu::supplicantEventName(e.kind)) + " ") +
+                std::to_string(e.type) + ":" + e.text +
+                (e.replyRoom == (cmd ? 4095U : 0U) ? "" : " room " + std::to_string(e.replyRoom)));
         }
         return out;
     }
-    // Periods of the timers added, then the ids removed.
-    std::string timers() const {
+    std::string timers() const {  // periods added, ids removed
         std::string out = "added";
         for (const auto& t : emu::Engine::instance().timers) {
             out += " " + std::to_string(t.period);
@@ -131,7 +129,7 @@ class RawTest : public EmuTest {
         }
         return out;
     }
-    // The lines of one source file as "line level module text" (no line where not pinned).
+    // One file's lines as "line level module text"; no line number where it is not pinned.
     Strings logsOf(const std::string& file, bool withLine = true) const {
         Strings out;
         for (const auto& l : emu::Engine::instance().logs) {
@@ -146,7 +144,6 @@ class RawTest : public EmuTest {
     bool rawLogged(int level, const std::string& text) const {
         return logged(level, 10357, "src/RawMeasurement", text);
     }
-    static inline const Mac kBroadcast{0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
     TpxWifiClientMgr* mgr = TpxWifiClientMgr::getInstance();
     WifiInfoProvider* provider = WifiInfoProvider::getInstance();
 };

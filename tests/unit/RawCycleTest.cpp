@@ -51,16 +51,6 @@ TEST_F(RawCycleTest, FirstEntryDecidesTheModeAndStopUndoesIt) {
     }
 }
 
-TEST_F(RawCycleTest, CallbacksRefuseANullContext) {
-    EXPECT_EQ(Raw::samplingTimerExprCb(nullptr), -1);
-    EXPECT_EQ(Raw::reportingTimerExprCb(nullptr), -1);
-    Raw::scanResultsCb(nullptr, nullptr);
-    EXPECT_EQ(logsOf("src/RawMeasurement", false),
-              (ylmtest::Strings{"3 10357 arg is null", "3 10357 arg is null",
-                                "1 10357 LTEU callback RawMeasurement scanResultsCb called ",
-                                "4 10357 RawMeasurement self is null"}));
-}
-
 TEST_F(RawCycleTest, ScanBatchSharesOneSequenceNumberWrapsPastZeroAndIsSentOnce) {
     auto raw = make(indication(11, 1, {}, false));
     raw->startMeasurement();
