@@ -1,6 +1,4 @@
 // Connected-mode measurements end to end: sampled, smoothed RSSI of the associated access point.
-#include <algorithm>
-
 #include "RawTestSupport.h"
 
 namespace {

@@ -2,10 +2,12 @@
 // records the plug-in must answer with, and compact views of what the engine saw.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -40,11 +42,12 @@ class RawTest : public EmuTest {
     // Timing is marked valid when given; alpha is left invalid.
     static Ind indication(int32_t id, uint64_t mask, const std::vector<SsidSpec>& ssids,
                           bool listValid = true, uint32_t sampling = 0, uint32_t reporting = 0) {
+        const auto n = static_cast<uint32_t>(ssids.size());
         const uint8_t timed = sampling != 0 || reporting != 0;
-        Ind ind{id, {},    mask, {},       listValid, {}, static_cast<uint32_t>(ssids.size()),
-                {}, timed, {},   sampling, timed,     {}, reporting,
-                0,  {},    0.0F, {}};
-        for (size_t i = 0; i < ssids.size(); ++i) {
+        // Id, mask, the list's flag and length, its entries, timing and alpha, with the padding.
+        Ind ind{id, {},       mask,  {}, listValid, {}, n,  {},   timed,
+                {}, sampling, timed, {}, reporting, 0,  {}, 0.0F, {}};
+        for (size_t i = 0; i < n; ++i) {
             auto& e = ind.ssid_list[i];
             std::memcpy(e.ssid, ssids[i].first.data(), std::min<size_t>(ssids[i].first.size(), 33));
             e.bssid_list_len = static_cast<uint32_t>(ssids[i].second.size());
