@@ -1,156 +1,154 @@
-// Builders for raw-measurement tests: start indications as the modem sends them and the report
-// records the plug-in must answer with.
+// Shared ground of the raw-measurement tests: indications as the modem sends them, the report
+// records the plug-in must answer with, and compact views of what the engine saw.
 #pragma once
 
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <array>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "EmuFixture.h"
+#include "RawMeasurement.h"
 #include "TpxWifiClientMgr.h"
-#include "dsd_wifi_v01.h"
+#include "WifiInfoProvider.h"
 #include "emu/DsdDecoder.h"
-#include "emu/Engine.h"
 
 namespace ylmtest {
 
+using Raw = WifiMeasurementRequest::RawMeasurement;
+using Ind = dsd_start_wifi_meas_ind_msg_v01;
+using Report = dsd_wifi_meas_report_req_msg_v01;
+using Record = dsd_wifi_bssid_meas_type_v01;
+using Strings = std::vector<std::string>;
 using Mac = std::array<uint8_t, 6>;
+using BssidSpec = std::pair<Mac, std::vector<uint16_t>>;
+using SsidSpec = std::pair<std::string, std::vector<BssidSpec>>;  // "" asks for the associated AP
 
-inline Mac mac(uint8_t last4, uint8_t last5 = 0) {
-    return {2, 0, 0, 0, last4, last5};
-}
-inline const Mac kBroadcast{0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
-
-struct BssidSpec {
-    Mac bssid;
-    std::vector<uint16_t> channels;
-};
-
-struct SsidSpec {
-    std::string ssid;  // up to 33 bytes copied; "\xff" x 32 for any SSID, "" for connected mode
-    std::vector<BssidSpec> bssids;
-};
-
-inline std::string anySsid() {
-    return std::string(32, '\xff');
-}
-
-// An indication with the given lists; intervals and alpha are left invalid (defaults apply).
-inline dsd_start_wifi_meas_ind_msg_v01 indication(int32_t measId, uint64_t mask,
-                                                  const std::vector<SsidSpec>& ssids,
-                                                  bool listValid = true) {
-    dsd_start_wifi_meas_ind_msg_v01 ind;
-    std::memset(&ind, 0, sizeof ind);
-    ind.meas_id = measId;
-    ind.meas_param_mask = mask;
-    ind.ssid_list_valid = listValid ? 1 : 0;
-    ind.ssid_list_len = static_cast<uint32_t>(ssids.size());
-    for (size_t i = 0; i < ssids.size() && i < 8; ++i) {
-        auto& e = ind.ssid_list[i];
-        std::memcpy(e.ssid, ssids[i].ssid.data(), std::min<size_t>(ssids[i].ssid.size(), 33));
-        e.bssid_list_len = static_cast<uint32_t>(ssids[i].bssids.size());
-        for (size_t j = 0; j < ssids[i].bssids.size() && j < 16; ++j) {
-            auto& b = e.bssid_list[j];
-            std::memcpy(b.bssid, ssids[i].bssids[j].bssid.data(), 6);
-            b.channel_list_len = static_cast<uint32_t>(ssids[i].bssids[j].channels.size());
-            for (size_t k = 0; k < ssids[i].bssids[j].channels.size() && k < 16; ++k) {
-                b.channel_list[k] = ssids[i].bssids[j].channels[k];
-            }
-        }
-    }
-    return ind;
-}
-
-inline void setTiming(dsd_start_wifi_meas_ind_msg_v01& ind, uint32_t sampling, uint32_t reporting) {
-    ind.sampling_interval_valid = 1;
-    ind.sampling_interval = sampling;
-    ind.reporting_interval_valid = 1;
-    ind.reporting_interval = reporting;
-}
-
-// One expected BSSID record of a report.
-struct RecordSpec {
-    Mac bssid;
-    uint16_t frequency;
-    uint64_t paramMask;
-    int16_t rssi;
-    uint16_t utilization;
-};
-
-inline dsd_wifi_meas_report_req_msg_v01 report(uint32_t measId, uint32_t seq, bool last,
-                                               const std::string& ssid,
-                                               const std::vector<RecordSpec>& records,
-                                               bool listValid = true) {
-    dsd_wifi_meas_report_req_msg_v01 m;
-    std::memset(&m, 0, sizeof m);
-    m.meas_id = measId;
-    m.report_seq = seq;
-    m.last_report = last ? 1 : 0;
-    m.ssid_len = static_cast<uint32_t>(std::min<size_t>(ssid.size(), 32));
-    std::memcpy(m.ssid, ssid.data(), m.ssid_len);
-    m.bssid_list_valid = listValid && !records.empty() ? 1 : 0;
-    m.bssid_list_len = static_cast<uint32_t>(records.size());
-    for (size_t i = 0; i < records.size(); ++i) {
-        auto& r = m.bssid_list[i];
-        std::memcpy(r.bssid, records[i].bssid.data(), 6);
-        r.frequency = records[i].frequency;
-        r.param_mask = records[i].paramMask;
-        r.rssi = records[i].rssi;
-        r.channel_utilization = records[i].utilization;
-    }
-    return m;
-}
-
-inline std::vector<uint8_t> bytesOf(const dsd_wifi_meas_report_req_msg_v01& m) {
-    const auto* p = reinterpret_cast<const uint8_t*>(&m);
-    return std::vector<uint8_t>(p, p + sizeof m);
-}
-
-// Every byte of a sent report against the expected record; the decoded fields name a mismatch.
-inline void expectReport(const emu::DsdMessage& sent,
-                         const dsd_wifi_meas_report_req_msg_v01& want) {
-    ASSERT_EQ(sent.op, emu::DsdOp::WifiMeasurementReport);
-    const auto expected = bytesOf(want);
-    EXPECT_EQ(emu::decodeDsd(sent.op, sent.bytes), emu::decodeDsd(sent.op, expected));
-    EXPECT_TRUE(sent.bytes == expected) << "record bytes differ";
-}
-
-// The sent reports, from index `from` on.
-inline std::vector<emu::DsdMessage> reportsFrom(size_t from) {
-    const auto& all = emu::Engine::instance().messages;
-    return std::vector<emu::DsdMessage>(all.begin() + static_cast<long>(std::min(from, all.size())),
-                                        all.end());
-}
-
-// The engine's view: the manager, linked to the emulated services, fed start and stop indications.
-class RawEndToEnd : public EmuTest {
+// The manager linked to the emulated services (which links the provider), fed start and stop
+// indications; what linking logged and did is dropped.
+class RawTest : public EmuTest {
   protected:
     void SetUp() override {
         EmuTest::SetUp();
-        mgr = TpxWifiClientMgr::getInstance();
         mgr->initializeLinks(engine().com(), engine().timer(), engine().supplicant());
+        engine().supplicantEvents.clear();
+        engine().logs.clear();
     }
-    bool start(dsd_start_wifi_meas_ind_msg_v01 ind, size_t client = 0) {
-        return mgr->startWifiMeasurement(engine().dsd(client), ind);
+    static Mac mac(uint8_t b4) { return {2, 0, 0, 0, b4, 0}; }
+    // Timing is marked valid when given; alpha is left invalid.
+    static Ind indication(int32_t id, uint64_t mask, const std::vector<SsidSpec>& ssids,
+                          bool listValid = true, uint32_t sampling = 0, uint32_t reporting = 0) {
+        const auto n = static_cast<uint32_t>(ssids.size());
+        const uint8_t timed = sampling != 0 || reporting != 0;
+        // Id, mask, the list's flag and length, its entries, timing and alpha, with the padding.
+        Ind ind{id, {},       mask,  {}, listValid, {}, n,  {},   timed,
+                {}, sampling, timed, {}, reporting, 0,  {}, 0.0F, {}};
+        for (size_t i = 0; i < n; ++i) {
+            auto& e = ind.ssid_list[i];
+            std::memcpy(e.ssid, ssids[i].first.data(), std::min<size_t>(ssids[i].first.size(), 33));
+            e.bssid_list_len = static_cast<uint32_t>(ssids[i].second.size());
+            for (size_t j = 0; j < ssids[i].second.size(); ++j) {
+                const BssidSpec& b = ssids[i].second[j];
+                std::memcpy(e.bssid_list[j].bssid, b.first.data(), 6);
+                e.bssid_list[j].channel_list_len = static_cast<uint32_t>(b.second.size());
+                std::copy(b.second.begin(), b.second.end(), e.bssid_list[j].channel_list);
+            }
+        }
+        return ind;
     }
-    void stop(int32_t id, size_t client = 0) {
+    static Ind connected(int32_t id, uint32_t sampling = 0, uint32_t reporting = 0) {
+        return indication(id, 1, {{"", {}}}, true, sampling, reporting);
+    }
+    static Ind anyScan(int32_t id, uint64_t mask = 5, uint32_t reporting = 0) {
+        const Mac any{0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
+        return indication(id, mask, {{std::string(32, '\xff'), {{any, {65535}}}}}, true, 0,
+                          reporting);
+    }
+    // Expected records. The layouts have only explicit padding, so {} zeroes every byte.
+    static Record rec(Mac b, uint16_t freq, uint64_t mask, int16_t rssi, uint16_t load) {
+        return {{b[0], b[1], b[2], b[3], b[4], b[5]}, {}, freq, {}, mask, rssi, {}, load, {}};
+    }
+    static Report report(uint32_t id, uint32_t seq, bool last, const std::string& ssid,
+                         const std::vector<Record>& recs) {
+        const auto n = static_cast<uint32_t>(recs.size());
+        Report m{id, seq, 0,  last, {}, std::min<uint32_t>(ssid.size(), 32), {}, n > 0,
+                 {}, n,   {}, {},   {}};
+        std::memcpy(m.ssid, ssid.data(), m.ssid_len);
+        std::copy(recs.begin(), recs.end(), m.bssid_list);
+        return m;
+    }
+    // The messages from index `from` on are exactly these, byte for byte; decoded fields name
+    // a mismatch.
+    static void expectReports(size_t from, const std::vector<Report>& want) {
+        const auto& sent = emu::Engine::instance().messages;
+        ASSERT_EQ(sent.size(), from + want.size());
+        for (size_t i = 0; i < want.size(); ++i) {
+            const auto* p = reinterpret_cast<const uint8_t*>(&want[i]);
+            const std::vector<uint8_t> bytes(p, p + sizeof(Report));
+            const emu::DsdMessage& s = sent[from + i];
+            EXPECT_EQ(emu::decodeDsd(s.op, s.bytes), emu::decodeDsd(s.op, bytes)) << from + i;
+            EXPECT_TRUE(s.op == emu::DsdOp::WifiMeasurementReport && s.bytes == bytes) << from + i;
+        }
+    }
+    bool start(Ind ind) { return mgr->startWifiMeasurement(engine().dsd(), ind); }
+    void stop(int32_t id) {
         dsd_stop_wifi_meas_ind_msg_v01 ind{id};
-        mgr->stopWifiMeasurement(engine().dsd(client), ind);
+        mgr->stopWifiMeasurement(engine().dsd(), ind);
     }
-    // Supplicant events of one kind, as their texts.
-    std::vector<std::string> eventTexts(emu::SupplicantEvent::Kind kind) {
-        std::vector<std::string> out;
-        for (const auto& e : engine().supplicantEvents) {
-            if (e.kind == kind) {
-                out.push_back(e.text);
+    std::unique_ptr<Raw> make(const Ind& ind) {  // one of its own, outside the manager
+        return std::make_unique<Raw>(*engine().dsd(), *engine().com(), *engine().timer(),
+                                     *engine().supplicant(), *provider, ind, nullptr);
+    }
+    void replies(const std::vector<std::pair<std::string, std::string>>& commandAndFixture) {
+        for (const auto& r : commandAndFixture) {
+            engine().scriptedSupplicant().setReply(r.first, fixture(r.second));
+        }
+    }
+    // Supplicant events as "type:command" or "kind type:text"; a reply room follows when it is
+    // not the 4095 bytes of a command's reply buffer, or none for the other kinds.
+    Strings events() const {
+        Strings out;
+        for (const auto& e : emu::Engine::instance().supplicantEvents) {
+            const bool cmd = e.kind == emu::SupplicantEvent::Command;
+            out.push_back(
+                (cmd ? "" : std::string(emu::supplicantEventName(e.kind)) + " ") +
+                std::to_string(e.type) + ":" + e.text +
+                (e.replyRoom == (cmd ? 4095U : 0U) ? "" : " room " + std::to_string(e.replyRoom)));
+        }
+        return out;
+    }
+    std::string timers() const {  // periods added, ids removed
+        std::string out = "added";
+        for (const auto& t : emu::Engine::instance().timers) {
+            out += " " + std::to_string(t.period);
+        }
+        out += ", removed";
+        for (const int32_t id : emu::Engine::instance().removedTimerIds) {
+            out += " " + std::to_string(id);
+        }
+        return out;
+    }
+    // One file's lines as "line level module text"; no line number where it is not pinned.
+    Strings logsOf(const std::string& file, bool withLine = true) const {
+        Strings out;
+        for (const auto& l : emu::Engine::instance().logs) {
+            if (l.file == file) {
+                out.push_back((withLine ? std::to_string(l.line) + " " : "") +
+                              std::to_string(l.level) + " " + std::to_string(l.module) + " " +
+                              l.text);
             }
         }
         return out;
     }
-    TpxWifiClientMgr* mgr = nullptr;
+    bool rawLogged(int level, const std::string& text) const {
+        return logged(level, 10357, "src/RawMeasurement", text);
+    }
+    TpxWifiClientMgr* mgr = TpxWifiClientMgr::getInstance();
+    WifiInfoProvider* provider = WifiInfoProvider::getInstance();
 };
 
 }  // namespace ylmtest
