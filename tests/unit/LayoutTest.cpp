@@ -43,9 +43,11 @@ void check(const char* record, size_t size, size_t wantSize,
     [] {                                                                                       \
         using R = T;                                                                           \
         static_assert(std::is_trivially_copyable_v<R>, "records cross the boundary as bytes"); \
-        check(#T, sizeof(R), size, {__VA_ARGS__});                                             \
+        check(#T, sizeof(R), static_cast<size_t>(size), {__VA_ARGS__});                       \
     }()
-#define AT(f, off, size) {#f, offsetof(R, f), sizeof(static_cast<R*>(nullptr)->f), off, size}
+#define AT(f, off, size)                                                                       \
+    {#f, offsetof(R, f), sizeof(static_cast<R*>(nullptr)->f), static_cast<size_t>(off),        \
+     static_cast<size_t>(size)}
 // clang-format on
 // NOLINTEND(bugprone-macro-parentheses)
 
