@@ -1,7 +1,6 @@
 // Live mode against a stand-in wpa_supplicant control interface served by the test itself.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
 #include <thread>
 
