@@ -1,57 +1,25 @@
-// The plug-in as the engine uses it: loaded with dlopen, the manager obtained from the exported
-// init, and every operation reached through the manager's virtual table by slot number, without
-// the library's own headers. Passing here on a target means the slot order the engine was built
-// against holds there.
+// The plug-in as the engine uses it: loaded with dlopen, the manager from the exported init, every
+// operation reached through the manager's virtual table by slot number, without the library's own
+// headers. Passing here on a target means the engine's slot order holds there.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstddef>
-#include <cstring>
+#include <regex>
 #include <string>
 #include <vector>
 
-#include "VorCom.h"
-#include "VorSupplicantWrapper.h"
-#include "VorTimer.h"
-#include "VorTpxDsd.h"
-#include "dsd_wifi_v01.h"
-#include "emu/Engine.h"
-
-// Known to the engine by name only.
-class TpxWifiClientMgr;
+#include "EmuFixture.h"
+#include "ManagerSlots.h"
 
 namespace {
 
-// The manager's table as the engine indexes it; slots 0 and 1 are the two destructors.
-enum Slot : size_t {
-    kStartWifiMeasurement = 2,
-    kWqeProfileInit = 3,
-    kSetWqeProfile = 4,
-    kStopWifiMeasurement = 5,
-    kInitializeLinks = 6,
-    kCreateDefaultProfile = 7,
-    kStopAllRequests = 8,
-};
+using namespace ylmsim;  // the slot numbers and what they hold
 
-using Manager = TpxWifiClientMgr;
-using InitFn = Manager* (*)();
-// Each slot takes the object first, as a member function does on these targets.
-using StartFn = bool (*)(Manager*, VorTpxDsd*, dsd_start_wifi_meas_ind_msg_v01&);
-using ProfileInitFn = void (*)(Manager*, VorTpxDsd*, dsd_wqe_profile_init_ind_msg_v01&);
-using SetProfileFn = void (*)(Manager*, VorTpxDsd*, dsd_wqe_profile_type_ind_msg_v01&);
-using StopFn = void (*)(Manager*, VorTpxDsd*, dsd_stop_wifi_meas_ind_msg_v01&);
-using LinksFn = void (*)(Manager*, VorCom*, VorTimer*, VorSupplicantWrapper*);
-using ClientFn = void (*)(Manager*, VorTpxDsd*);
-
-constexpr int32_t kMeasId = 7;
-constexpr uint32_t kReportingInterval = 30;
-constexpr uint64_t kProfileMeasId = 9;
-
-class LoadTest : public ::testing::Test {
+class LoadTest : public ylmtest::EmuTest {
   protected:
     void SetUp() override {
-        engine().reset();
+        EmuTest::SetUp();
         // Never closed: the engine keeps the plug-in for the life of the process.
         handle = dlopen(YLM_LIBRARY_PATH, RTLD_NOW);
         ASSERT_NE(handle, nullptr) << dlerror();
@@ -59,95 +27,59 @@ class LoadTest : public ::testing::Test {
         ASSERT_NE(init, nullptr) << dlerror();
         manager = init();
         ASSERT_NE(manager, nullptr);
+        managerSlot<InitializeLinksFn>(manager, kInitializeLinks)(
+            manager, engine().com(), engine().timer(), engine().supplicant());
     }
 
-    static emu::Engine& engine() { return emu::Engine::instance(); }
-    VorTpxDsd* dsd() { return engine().dsd(0); }
-
-    template <class Fn>
-    Fn slot(Slot n) const {
-        void* const* table = *reinterpret_cast<void* const* const*>(manager);
-        return reinterpret_cast<Fn>(table[n]);
-    }
-
-    void initializeLinks() {
-        slot<LinksFn>(kInitializeLinks)(manager, engine().com(), engine().timer(),
-                                        engine().supplicant());
-    }
-
-    // A scan-mode start: RSSI requested, no SSID list, an explicit reporting period.
+    // A scan-mode start under id 7: RSSI requested, no SSID list, a 30 s reporting period.
     bool startScanMeasurement(size_t client = 0) {
         dsd_start_wifi_meas_ind_msg_v01 ind{};
-        ind.meas_id = kMeasId;
+        ind.meas_id = 7;
         ind.meas_param_mask = 1;
         ind.reporting_interval_valid = 1;
-        ind.reporting_interval = kReportingInterval;
-        return slot<StartFn>(kStartWifiMeasurement)(manager, engine().dsd(client), ind);
+        ind.reporting_interval = 30;
+        return managerSlot<StartWifiMeasurementFn>(manager, kStartWifiMeasurement)(
+            manager, engine().dsd(client), ind);
     }
 
     // Profile 4 under measurement id 9, then started by its mask bit (32).
     void startProfile4() {
-        dsd_wqe_profile_init_ind_msg_v01 init{};
-        init.profile_type = 4;
-        init.meas_id_valid = 1;
-        init.meas_id = kProfileMeasId;
-        slot<ProfileInitFn>(kWqeProfileInit)(manager, dsd(), init);
+        dsd_wqe_profile_init_ind_msg_v01 profile{};
+        profile.profile_type = 4;
+        profile.meas_id_valid = 1;
+        profile.meas_id = 9;
+        managerSlot<WqeProfileInitFn>(manager, kWqeProfileInit)(manager, engine().dsd(), profile);
         dsd_wqe_profile_type_ind_msg_v01 mask{};
         mask.profile_type_mask = uint64_t{1} << 32;
         mask.meas_id_valid = 1;
-        mask.meas_id = kProfileMeasId;
-        slot<SetProfileFn>(kSetWqeProfile)(manager, dsd(), mask);
+        mask.meas_id = 9;
+        managerSlot<SetWqeProfileFn>(manager, kSetWqeProfile)(manager, engine().dsd(), mask);
     }
 
-    bool logged(const std::string& text) const {
-        const auto& logs = engine().logs;
-        return std::any_of(logs.begin(), logs.end(),
-                           [&](const emu::LogLine& l) { return l.text == text; });
-    }
+    void client(ManagerSlot slot) { managerSlot<ClientFn>(manager, slot)(manager, engine().dsd()); }
 
     // The manager's entry trace of an operation: "src/TpxWifiClientMgr:<line>:<operation>".
-    bool entered(const std::string& operation) const {
-        const std::string prefix = "src/TpxWifiClientMgr:";
-        const std::string suffix = ":" + operation;
-        const auto& logs = engine().logs;
-        return std::any_of(logs.begin(), logs.end(), [&](const emu::LogLine& l) {
-            return l.text.size() > prefix.size() + suffix.size() &&
-                   l.text.compare(0, prefix.size(), prefix) == 0 &&
-                   l.text.compare(l.text.size() - suffix.size(), suffix.size(), suffix) == 0;
-        });
-    }
-
-    bool commandSent(const std::string& cmd) const {
-        const auto cmds = engine().commands();
-        return std::find(cmds.begin(), cmds.end(), cmd) != cmds.end();
+    bool entered(const std::string& operation) {
+        const std::regex trace("src/TpxWifiClientMgr:[0-9]+:" + operation);
+        return std::any_of(engine().logs.begin(), engine().logs.end(),
+                           [&](const emu::LogLine& l) { return std::regex_match(l.text, trace); });
     }
 
     // Live quality registrations under this name ("" for the unnamed default profile).
-    size_t liveRegistrations(const std::string& name) const {
+    size_t liveRegistrations(const std::string& name) {
         const auto live = engine().liveNotificationRegistrations();
         return static_cast<size_t>(std::count_if(live.begin(), live.end(), [&](const auto& c) {
             return name.empty() ? c.nameNull : (!c.nameNull && c.name == name);
         }));
     }
 
-    std::vector<emu::TimerEntry> activeTimers() const {
-        std::vector<emu::TimerEntry> out;
-        for (const auto& t : engine().timers) {
-            if (t.active) {
-                out.push_back(t);
-            }
-        }
-        return out;
-    }
-
     void* handle = nullptr;
     InitFn init = nullptr;
-    Manager* manager = nullptr;
+    TpxWifiClientMgr* manager = nullptr;
 };
 
 TEST_F(LoadTest, InitReturnsOneManagerAndOnlyTheEngineInterfaceIsExported) {
     EXPECT_EQ(init(), manager);
-    EXPECT_NE(*reinterpret_cast<void**>(manager), nullptr) << "no virtual table";
     for (const char* name :
          {"_ZN14HostapdWrapper14deleteInstanceEv", "_ZN11WifiUtility10loadDriverEv",
           "_ZN11WifiUtility12unloadDriverEv"}) {
@@ -159,70 +91,54 @@ TEST_F(LoadTest, InitReturnsOneManagerAndOnlyTheEngineInterfaceIsExported) {
           "_ZN14HostapdWrapper11getInstanceEv", "_ZTV16TpxWifiClientMgr"}) {
         EXPECT_EQ(dlsym(handle, name), nullptr) << name << " must stay inside the library";
     }
-}
-
-TEST_F(LoadTest, Slot6InitializeLinksRegistersForScanResults) {
-    initializeLinks();
-    EXPECT_TRUE(logged("TpxWifiClientMgr::initializeLinks"));
+    // Slot 6, called by SetUp.
+    EXPECT_NE(findLog("TpxWifiClientMgr::initializeLinks"), nullptr);
     EXPECT_NE(engine().scanReadyCb, nullptr);
     EXPECT_NE(engine().scanReadyCtx, nullptr);
 }
 
 TEST_F(LoadTest, Slots2And5StartAndStopAScanMeasurement) {
-    initializeLinks();
     ASSERT_TRUE(startScanMeasurement());
     EXPECT_TRUE(entered("startWifiMeasurement"));
-    EXPECT_TRUE(commandSent("0:SCAN"));
-    auto timers = activeTimers();
-    ASSERT_EQ(timers.size(), 1u) << "scan mode arms the reporting timer only";
-    EXPECT_EQ(timers[0].period, kReportingInterval);
+    const auto commands = engine().commands();
+    EXPECT_NE(std::find(commands.begin(), commands.end(), "0:SCAN"), commands.end());
+    ASSERT_EQ(engine().timers.size(), 1u) << "scan mode arms the reporting timer only";
+    const emu::TimerEntry timer = engine().timers[0];
+    EXPECT_TRUE(timer.active);
+    EXPECT_EQ(timer.period, 30);
 
     EXPECT_FALSE(startScanMeasurement());
-    EXPECT_TRUE(logged("Measurement ID: 7 already exists"));
+    EXPECT_NE(findLog("Measurement ID: 7 already exists"), nullptr);
 
-    dsd_stop_wifi_meas_ind_msg_v01 stop{};
-    stop.meas_id = kMeasId;
-    slot<StopFn>(kStopWifiMeasurement)(manager, dsd(), stop);
+    dsd_stop_wifi_meas_ind_msg_v01 stop{7};
+    managerSlot<StopWifiMeasurementFn>(manager, kStopWifiMeasurement)(manager, engine().dsd(),
+                                                                      stop);
     EXPECT_TRUE(entered("stopWifiMeasurement"));
-    EXPECT_TRUE(activeTimers().empty());
-    EXPECT_EQ(engine().removedTimerIds, std::vector<int32_t>{timers[0].id});
+    EXPECT_EQ(engine().activeTimerCount(), 0u);
+    EXPECT_EQ(engine().removedTimerIds, std::vector<int32_t>{timer.id});
 }
 
-TEST_F(LoadTest, Slot8StopsTheRawMeasurementsOfOneClient) {
-    initializeLinks();
+// Slot 8 ends one client's raw measurements and profiles; the default profile and the other
+// client's measurement stay.
+TEST_F(LoadTest, Slots3To8ProfilesAndStopAll) {
+    client(kCreateDefaultProfile);
+    EXPECT_EQ(liveRegistrations(""), 1u);
     ASSERT_TRUE(startScanMeasurement(0));
     ASSERT_TRUE(startScanMeasurement(1));
-    ASSERT_EQ(activeTimers().size(), 2u);
-    slot<ClientFn>(kStopAllRequests)(manager, engine().dsd(0));
-    const auto left = activeTimers();
-    ASSERT_EQ(left.size(), 1u);
-    EXPECT_EQ(engine().timers[1].id, left[0].id) << "the other client's measurement stays";
-}
-
-// The profile slots are exercised once the profile commands are on main (they were checked
-// against them before they landed); until then the manager's profile operations are empty.
-TEST_F(LoadTest, Slots3And4InitialiseAndStartAProfile) {
-    initializeLinks();
     startProfile4();
-    EXPECT_TRUE(logged("wqeProfileInit: Profile ID 4 for meas_id 9"));
-    EXPECT_TRUE(logged("Profile 4 started for meas_id 9 "));
+    EXPECT_NE(findLog("wqeProfileInit: Profile ID 4 for meas_id 9"), nullptr);
+    EXPECT_NE(findLog("Profile 4 started for meas_id 9 "), nullptr);
     ASSERT_EQ(liveRegistrations("profile4"), 1u);
-    const auto reg = engine().liveNotificationRegistrations().front();
+    const auto reg = engine().liveNotificationRegistrations().back();
+    EXPECT_EQ(reg.name, "profile4");
     EXPECT_EQ(reg.operatorName, "ROW");
     EXPECT_EQ(reg.overrides.rssiHigh, 1);
     EXPECT_EQ(reg.overrides.rssiLow, 1);
-}
 
-TEST_F(LoadTest, Slot7CreatesTheDefaultProfileThatSlot8Keeps) {
-    initializeLinks();
-    slot<ClientFn>(kCreateDefaultProfile)(manager, dsd());
-    EXPECT_EQ(liveRegistrations(""), 1u);
-    ASSERT_TRUE(startScanMeasurement());
-    startProfile4();
-    ASSERT_EQ(liveRegistrations("profile4"), 1u);
-
-    slot<ClientFn>(kStopAllRequests)(manager, dsd());
-    EXPECT_TRUE(activeTimers().empty());
+    ASSERT_EQ(engine().activeTimerCount(), 2u);
+    client(kStopAllRequests);
+    EXPECT_EQ(engine().activeTimerCount(), 1u);
+    EXPECT_TRUE(engine().timers.at(1).active) << "the other client's measurement stays";
     EXPECT_EQ(liveRegistrations("profile4"), 0u);
     EXPECT_EQ(liveRegistrations(""), 1u) << "the default profile survives";
 }

@@ -1,7 +1,6 @@
 // Live mode against a stand-in wpa_supplicant control interface served by the test itself.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -11,17 +10,10 @@
 namespace {
 
 using simtest::FakeDaemon;
-using simtest::TempDir;
+using simtest::fixture;
 
-bool contains(const std::vector<std::string>& v, const std::string& s) {
-    return std::find(v.begin(), v.end(), s) != v.end();
-}
-
-ylmsim::LiveOptions options(const TempDir& dir, double timeout = 2.0) {
-    ylmsim::LiveOptions o;
-    o.ctrlDir = dir.path();
-    o.timeout = timeout;
-    return o;
+ylmsim::LiveOptions options(const simtest::TempDir& dir, double timeout = 2.0) {
+    return {dir.path(), "wlan0", "p2p-dev-wlan0", timeout};
 }
 
 TEST(LiveFilters, ScanParametersFromTheFilterTexts) {
@@ -51,27 +43,42 @@ TEST(LiveFilters, ScanParametersFromTheFilterTexts) {
     }
 }
 
-TEST(LiveSupplicant, CommandsFiltersAndScanEvents) {
-    TempDir dir;
-    FakeDaemon sta(dir.path(), "wlan0");
-    FakeDaemon p2p(dir.path(), "p2p-dev-wlan0");
-    sta.reply("STATUS", simtest::fixture("sta-status.txt"));
-    sta.interleave("<3>CTRL-EVENT-BSS-ADDED 0 02:00:00:00:03:00");
-    p2p.reply("STATUS", simtest::fixture("p2p-status.txt"));
-    ylmsim::LiveSupplicant live(options(dir));
-    std::string error;
-    ASSERT_TRUE(live.start(error)) << error;
+TEST(LiveSupplicant, TalksToTheDaemonsAsTheEngineWould) {
+    simtest::TempDir dir;
+    std::string error, reply;
+    ylmsim::LiveSupplicant absent(options(dir));
+    EXPECT_FALSE(absent.start(error));
+    EXPECT_EQ(error,
+              "cannot reach wpa_supplicant at " + dir.path() + "/wlan0: No such file or directory");
 
-    std::string reply;
-    ASSERT_TRUE(live.command(0, "STATUS", reply));  // the interleaved event is not the reply
-    EXPECT_EQ(reply, simtest::fixture("sta-status.txt"));
+    FakeDaemon sta(dir.path(), "wlan0");
+    sta.reply("STATUS", "wpa_state=COMPLETED\n", 700);
+    sta.reply("SIGNAL_POLL", fixture("sta-signal-poll.txt"));
+    sta.interleave("<3>CTRL-EVENT-BSS-ADDED 0 02:00:00:00:03:00");
+    ylmsim::LiveSupplicant live(options(dir, 0.3));
+    ASSERT_TRUE(live.start(error)) << error;
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_FALSE(live.command(0, "STATUS", reply));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(650));
+    EXPECT_EQ(live.takeNotices(), std::vector<std::string>{"no reply to \"STATUS\" within 0.3 s"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    // Neither the late STATUS reply nor the interleaved events are taken for the next reply.
+    ASSERT_TRUE(live.command(0, "SIGNAL_POLL", reply));
+    EXPECT_EQ(reply, fixture("sta-signal-poll.txt"));
+
+    EXPECT_FALSE(live.connect(1));
+    EXPECT_EQ(live.takeNotices(),
+              std::vector<std::string>{"cannot reach wpa_supplicant at " + dir.path() +
+                                       "/p2p-dev-wlan0: No such file or directory"});
+    FakeDaemon p2p(dir.path(), "p2p-dev-wlan0");
+    p2p.reply("STATUS", fixture("p2p-status.txt"));
     ASSERT_TRUE(live.connect(1));
     ASSERT_TRUE(live.command(1, "STATUS", reply));
-    EXPECT_EQ(reply, simtest::fixture("p2p-status.txt"));
+    EXPECT_EQ(reply, fixture("p2p-status.txt"));
     EXPECT_TRUE(live.disconnect(1));
 
     EXPECT_TRUE(live.setBssidFilter("02:00:00:00:03:00,02:00:00:00:04:00"));
-    EXPECT_TRUE(live.setFrequencyFilter("2437,5180"));
+    EXPECT_TRUE(live.setFrequencyFilter("2437,5180"));  // both go out with the next scan
     ASSERT_TRUE(live.command(0, "SCAN", reply));
     EXPECT_EQ(reply, "OK\n");
     size_t events = 0;
@@ -81,44 +88,15 @@ TEST(LiveSupplicant, CommandsFiltersAndScanEvents) {
     }
     EXPECT_EQ(events, 1U);
     live.finish();
-
-    const auto seen = sta.received();
-    EXPECT_TRUE(contains(seen, "ATTACH"));
-    EXPECT_TRUE(contains(seen, "SET bssid_filter 02:00:00:00:03:00 02:00:00:00:04:00"));
-    EXPECT_TRUE(contains(seen, "SCAN freq=2437,5180"));
-    EXPECT_EQ(seen.back(), "DETACH");
     // The filter the run set is taken back before it leaves.
-    EXPECT_TRUE(contains(seen, "SET bssid_filter "));
-    EXPECT_TRUE(contains(p2p.received(), "PING"));
-    EXPECT_TRUE(contains(live.takeNotices(), "sent SCAN freq=2437,5180"));
-}
-
-TEST(LiveSupplicant, SlowOrAbsentDaemon) {
-    TempDir dir;
-    ylmsim::LiveSupplicant absent(options(dir));
-    std::string error;
-    EXPECT_FALSE(absent.start(error));
-    EXPECT_EQ(error,
-              "cannot reach wpa_supplicant at " + dir.path() + "/wlan0: No such file or directory");
-
-    FakeDaemon sta(dir.path(), "wlan0");
-    sta.reply("STATUS", "wpa_state=COMPLETED\n");
-    sta.reply("SIGNAL_POLL", "RSSI=-40\n");
-    sta.delay("STATUS", 700);
-    ylmsim::LiveSupplicant live(options(dir, 0.3));
-    ASSERT_TRUE(live.start(error)) << error;
-    std::string reply;
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_FALSE(live.command(0, "STATUS", reply));
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(650));
-    EXPECT_TRUE(contains(live.takeNotices(), "no reply to \"STATUS\" within 0.3 s"));
-    std::this_thread::sleep_for(std::chrono::milliseconds(600));
-    // The late STATUS reply is not taken for the next command's.
-    ASSERT_TRUE(live.command(0, "SIGNAL_POLL", reply));
-    EXPECT_EQ(reply, "RSSI=-40\n");
-    EXPECT_FALSE(live.connect(1));
-    EXPECT_EQ(live.takeNotices().at(0), "cannot reach wpa_supplicant at " + dir.path() +
-                                            "/p2p-dev-wlan0: No such file or directory");
+    EXPECT_EQ(sta.received(),
+              (std::vector<std::string>{"PING", "ATTACH", "STATUS", "SIGNAL_POLL",
+                                        "SET bssid_filter 02:00:00:00:03:00 02:00:00:00:04:00",
+                                        "SCAN freq=2437,5180", "SET bssid_filter ", "DETACH"}));
+    EXPECT_EQ(p2p.received(), (std::vector<std::string>{"PING", "STATUS"}));
+    EXPECT_EQ(live.takeNotices(),
+              (std::vector<std::string>{"sent SET bssid_filter 02:00:00:00:03:00 02:00:00:00:04:00",
+                                        "sent SCAN freq=2437,5180"}));
 }
 
 TEST(LiveForkExec, RunsTheShellAndCapturesOutput) {
@@ -132,53 +110,36 @@ TEST(LiveForkExec, RunsTheShellAndCapturesOutput) {
 }
 
 TEST(LiveMode, SimulatorRunsAgainstTheDaemon) {
-    TempDir dir;
+    simtest::TempDir dir;
     FakeDaemon sta(dir.path(), "wlan0");
-    sta.reply("SCAN_RESULTS", simtest::fixture("sta-scan-results.txt"));
-    sta.reply("STATUS", simtest::fixture("sta-status.txt"));
-    sta.reply("SIGNAL_POLL", simtest::fixture("sta-signal-poll.txt"));
-    for (const auto& [bssid, file] : {std::pair<const char*, const char*>{"03", "sta-bss-ap2g.txt"},
-                                      {"04", "sta-bss-ap5g.txt"},
-                                      {"05", "sta-bss-aphe.txt"}}) {
-        sta.reply(std::string("BSS 02:00:00:00:") + bssid + ":00", simtest::fixture(file));
-    }
+    sta.reply("SCAN_RESULTS", fixture("sta-scan-results.txt"));
+    sta.reply("BSS 02:00:00:00:03:00", fixture("sta-bss-ap2g.txt"));
+    sta.reply("BSS 02:00:00:00:04:00", fixture("sta-bss-ap5g.txt"));
+    sta.reply("BSS 02:00:00:00:05:00", fixture("sta-bss-aphe.txt"));
     const std::string scenario = dir.write("live.yaml", R"(live: {timeout: 2}
 steps:
-  - start_measurement:
-      meas_id: 1
-      meas_param_mask: 5
-      reporting_interval: 30
-      ssid_list: [{any: true, bssid_list: [{bssid: ff:ff:ff:ff:ff:ff, channel_list: [1, 3]}]}]
+  - start_measurement: {meas_id: 1, meas_param_mask: 5, reporting_interval: 30, ssid_list: [
+      {any: true, bssid_list: [{bssid: ff:ff:ff:ff:ff:ff, channel_list: [1, 3]}]}]}
   - scan_ready: {timeout: 3}
   - advance: 1
   - stop_measurement: {meas_id: 1}
 )");
     const auto run = simtest::runSim({scenario, "--live", "--ctrl-dir", dir.path()});
     ASSERT_EQ(run.rc, 0) << run.err << run.out;
-    EXPECT_NE(run.out.find("mode: live: wpa_supplicant at " + dir.path() + "/wlan0"),
-              std::string::npos);
     // The band codes became the scan's frequencies; the real event brought the reports.
     const std::string freqs = ylmsim::scanFrequencies("1,3");
-    EXPECT_NE(run.out.find("sent SCAN freq=" + freqs), std::string::npos);
-    EXPECT_NE(run.out.find("-> scanResultsReady           CTRL-EVENT-SCAN-RESULTS"),
-              std::string::npos);
-    for (const char* report :
-         {"last_report=0 ssid=\"testbed-2g\"", "last_report=0 ssid=\"testbed-5g\"",
-          "last_report=1 ssid=\"testbed-he\""}) {
-        EXPECT_NE(run.out.find(std::string("meas_id=1 report_seq=1 ") + report), std::string::npos)
-            << report;
+    for (const std::string& text : std::vector<std::string>{
+             "mode: live: wpa_supplicant at " + dir.path() + "/wlan0", "sent SCAN freq=" + freqs,
+             "-> scanResultsReady           CTRL-EVENT-SCAN-RESULTS",
+             R"(meas_id=1 report_seq=1 last_report=0 ssid="testbed-2g")",
+             R"(meas_id=1 report_seq=1 last_report=0 ssid="testbed-5g")",
+             R"(meas_id=1 report_seq=1 last_report=1 ssid="testbed-he")"}) {
+        EXPECT_NE(run.out.find(text), std::string::npos) << text;
     }
-    const std::vector<std::string> expected = {
-        "PING",
-        "ATTACH",
-        "SCAN freq=" + freqs,
-        "SCAN_RESULTS",
-        "BSS 02:00:00:00:03:00",
-        "BSS 02:00:00:00:04:00",
-        "BSS 02:00:00:00:05:00",
-        "DETACH",
-    };
-    EXPECT_EQ(sta.received(), expected);
+    EXPECT_EQ(sta.received(),
+              (std::vector<std::string>{"PING", "ATTACH", "SCAN freq=" + freqs, "SCAN_RESULTS",
+                                        "BSS 02:00:00:00:03:00", "BSS 02:00:00:00:04:00",
+                                        "BSS 02:00:00:00:05:00", "DETACH"}));
 
     const auto absent = simtest::runSim({scenario, "--live", "--ctrl-dir", dir.path() + "/none"});
     EXPECT_EQ(absent.rc, 1);

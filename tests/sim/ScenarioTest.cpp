@@ -1,74 +1,56 @@
 // Loading scenarios: the records they build, and the errors of malformed ones.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <string>
+#include <tuple>
 
 #include "Scenario.h"
 #include "SimSupplicant.h"
 #include "SimSupport.h"
 
-using ylmsim::loadScenarioText;
-using ylmsim::ScenarioError;
-
 namespace {
 
 ylmsim::Scenario load(const std::string& yaml) {
-    return loadScenarioText(yaml, "t.yaml", "");
+    return ylmsim::loadScenarioText(yaml, "t.yaml", "");
 }
 
 std::string errorOf(const std::string& yaml) {
     try {
         load(yaml);
-    } catch (const ScenarioError& e) {
+    } catch (const ylmsim::ScenarioError& e) {
         return e.what();
     }
     return "(loaded)";
 }
 
+template <class T, size_t N>
+std::string bytes(const T (&array)[N]) {
+    return std::string(reinterpret_cast<const char*>(array), sizeof array);
+}
+
 TEST(ScenarioLoad, StartMeasurementBecomesTheWireRecord) {
     const auto sc = load(R"(steps:
-  - start_measurement:
-      dsd: 2
-      meas_id: -1
-      meas_param_mask: 0x5
-      sampling_interval: 3
-      reporting_interval: 4294967295
-      alpha: 0.25
-      ssid_list:
-        - any: true
-          bssid_list: [{bssid: 02:00:00:00:03:0A, channel_list: [1, 2437, 65535]}, {bssid: ff:ff:ff:ff:ff:ff}]
-        - ssid: home
-        - connected: true
+  - start_measurement: {dsd: 2, meas_id: -1, meas_param_mask: 0x5, sampling_interval: 3,
+      reporting_interval: 4294967295, alpha: 0.25, ssid_list: [
+        {any: true, bssid_list: [{bssid: 02:00:00:00:03:0A, channel_list: [1, 2437, 65535]},
+                                 {bssid: ff:ff:ff:ff:ff:ff}]},
+        {ssid: home}, {connected: true}]}
 )");
     ASSERT_EQ(sc.steps.size(), 1U);
-    EXPECT_EQ(sc.dsdCount, 3U);
-    const auto& s = sc.steps[0];
-    EXPECT_EQ(s.dsd, 2U);
-    const auto& ind = s.start;
-    EXPECT_EQ(ind.meas_id, -1);
-    EXPECT_EQ(ind.meas_param_mask, 5U);
-    EXPECT_EQ(ind.sampling_interval_valid, 1);
-    EXPECT_EQ(ind.sampling_interval, 3U);
-    EXPECT_EQ(ind.reporting_interval, 4294967295U);
-    EXPECT_EQ(ind.alpha_valid, 1);
-    EXPECT_FLOAT_EQ(ind.alpha, 0.25F);
-    EXPECT_EQ(ind.ssid_list_valid, 1);
-    ASSERT_EQ(ind.ssid_list_len, 3U);
+    const auto& ind = sc.steps[0].start;
+    EXPECT_EQ(std::tie(sc.dsdCount, sc.steps[0].dsd, ind.meas_id, ind.meas_param_mask,
+                       ind.sampling_interval_valid, ind.sampling_interval, ind.reporting_interval,
+                       ind.alpha_valid, ind.alpha, ind.ssid_list_valid, ind.ssid_list_len),
+              std::make_tuple(3U, 2U, -1, 5U, 1, 3U, 4294967295U, 1, 0.25F, 1, 3U));
     const auto& any = ind.ssid_list[0];
-    for (int i = 0; i < 32; ++i) {
-        EXPECT_EQ(static_cast<uint8_t>(any.ssid[i]), 0xff);
-    }
-    EXPECT_EQ(any.ssid[32], 0);
-    ASSERT_EQ(any.bssid_list_len, 2U);
-    const uint8_t mac[6] = {2, 0, 0, 0, 3, 0x0a};
-    EXPECT_EQ(std::memcmp(any.bssid_list[0].bssid, mac, 6), 0);
-    ASSERT_EQ(any.bssid_list[0].channel_list_len, 3U);
-    EXPECT_EQ(any.bssid_list[0].channel_list[1], 2437);
-    EXPECT_EQ(any.bssid_list[0].channel_list[2], 65535);
-    EXPECT_EQ(any.bssid_list[1].channel_list_len, 0U);
-    EXPECT_STREQ(ind.ssid_list[1].ssid, "home");
-    const char zero[33] = {};
-    EXPECT_EQ(std::memcmp(ind.ssid_list[2].ssid, zero, 33), 0);
+    EXPECT_EQ(bytes(any.ssid), std::string(32, '\xff') + '\0');
+    const auto& bssid = any.bssid_list[0];
+    EXPECT_EQ(bytes(bssid.bssid), std::string("\x02\0\0\0\x03\x0a", 6));
+    EXPECT_EQ(std::tie(any.bssid_list_len, bssid.channel_list_len, bssid.channel_list[1],
+                       bssid.channel_list[2], any.bssid_list[1].channel_list_len),
+              std::make_tuple(2U, 3U, 2437, 65535, 0U));
+    EXPECT_EQ(bytes(ind.ssid_list[1].ssid), std::string("home") + std::string(29, '\0'));
+    EXPECT_EQ(bytes(ind.ssid_list[2].ssid), std::string(33, '\0'));
 }
 
 TEST(ScenarioLoad, ProfileAndQualityServiceRecords) {
@@ -78,54 +60,37 @@ TEST(ScenarioLoad, ProfileAndQualityServiceRecords) {
   - profile_mask: {profiles: [36, 4, 35], meas_id: 7}
   - profile_mask: {profile_type_mask: 0xff}
   - cas_verdict: {name: dynamic, pass: no, reason: 13}
-  - net_config:
-      net_type: station
-      state: 1
-      ssid: home
-      bssid: 02:00:00:00:03:00
-      ipv4_addr: 192.168.1.2
-      dns_ipv4: [8.8.8.8, 1.1.1.1]
-      dns_ipv6: ["2001:db8::1"]
-      net_flag: true
-      station_flag: 1
-      country_code: US
+  - net_config: {net_type: station, state: 1, ssid: home, bssid: 02:00:00:00:03:00,
+      ipv4_addr: 192.168.1.2, dns_ipv4: [8.8.8.8, 1.1.1.1], dns_ipv6: ["2001:db8::1"],
+      net_flag: true, station_flag: 1, country_code: US}
   - net_config: {net_type: 254}
 )");
     const auto& init = sc.steps[0].init;
-    EXPECT_EQ(init.profile_type, 36);
-    EXPECT_EQ(init.rssi_low_valid, 0);
-    EXPECT_EQ(init.rssi_high_valid, 1);
-    EXPECT_EQ(init.rssi_high, -60);
-    EXPECT_EQ(init.iccid_valid, 1);
-    EXPECT_EQ(init.iccid_len, 10U);
-    EXPECT_EQ(init.iccid[0], 0x98);
-    EXPECT_EQ(init.iccid[9], 0x02);
-    EXPECT_EQ(init.meas_id_valid, 1);
-    EXPECT_EQ(init.meas_id, 7U);
-    EXPECT_EQ(sc.steps[1].init.iccid_valid, 0);
-    EXPECT_EQ(sc.steps[1].init.meas_id_valid, 0);
+    EXPECT_EQ(std::tie(init.profile_type, init.rssi_low_valid, init.rssi_high_valid, init.rssi_high,
+                       init.iccid_valid, init.iccid_len, init.meas_id_valid, init.meas_id),
+              std::make_tuple(36, 0, 1, -60, 1, 10U, 1, 7U));
+    EXPECT_EQ(bytes(init.iccid), "\x98\x10\x14\x30\x12\x11\x81\x15\x70\x02");
+    EXPECT_EQ(std::tie(sc.steps[1].init.iccid_valid, sc.steps[1].init.meas_id_valid),
+              std::make_tuple(0, 0));
     // Dynamic profiles sit on bits 3-9, numbered ones on bits 32-63.
     EXPECT_EQ(sc.steps[2].mask.profile_type_mask, (1ULL << 3) | (1ULL << 32) | (1ULL << 63));
-    EXPECT_EQ(sc.steps[3].mask.profile_type_mask, 0xffU);
-    EXPECT_EQ(sc.steps[3].mask.meas_id_valid, 0);
+    EXPECT_EQ(std::tie(sc.steps[3].mask.profile_type_mask, sc.steps[3].mask.meas_id_valid),
+              std::make_tuple(0xffU, 0));
     const auto& verdict = sc.steps[4];
-    EXPECT_FALSE(verdict.nameNull);
-    EXPECT_EQ(verdict.text, "dynamic");
-    EXPECT_EQ(verdict.cas.isActive, 0);
-    EXPECT_EQ(verdict.cas.reason, 13);
+    EXPECT_EQ(std::tie(verdict.nameNull, verdict.text, verdict.cas.isActive, verdict.cas.reason),
+              std::make_tuple(false, "dynamic", 0, 13));
     const auto& net = sc.steps[5];
-    EXPECT_TRUE(net.nameNull);
-    EXPECT_EQ(net.cas.netType, 1);
-    EXPECT_EQ(net.cas.state, 1);
+    EXPECT_EQ(std::tie(net.nameNull, net.cas.netType, net.cas.state, net.cas.netFlag,
+                       net.cas.stationFlag),
+              std::make_tuple(true, 1, 1, 1, 1));
     EXPECT_STREQ(net.cas.ssid, "home");
     EXPECT_STREQ(net.cas.bssid, "02:00:00:00:03:00");
-    const uint8_t ip[4] = {192, 168, 1, 2};  // network byte order, as the service keeps it
-    EXPECT_EQ(std::memcmp(&net.cas.ipv4Addr, ip, 4), 0);
-    EXPECT_NE(net.cas.dnsIpv4[1], 0U);
-    EXPECT_EQ(net.cas.dnsIpv6[0][0], 0x20);
-    EXPECT_EQ(net.cas.netFlag, 1);
-    EXPECT_EQ(net.cas.stationFlag, 1);
-    EXPECT_EQ(std::string(net.cas.countryCode, 2), "US");
+    // Addresses in network byte order, as the service keeps them.
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&net.cas.ipv4Addr), 4), "\xc0\xa8\x01\x02");
+    EXPECT_EQ(bytes(net.cas.dnsIpv4), "\x08\x08\x08\x08\x01\x01\x01\x01");
+    EXPECT_EQ(bytes(net.cas.dnsIpv6[0]),
+              std::string("\x20\x01\x0d\xb8", 4) + std::string(11, '\0') + '\x01');
+    EXPECT_EQ(bytes(net.cas.countryCode), "US");
     EXPECT_EQ(sc.steps[6].cas.netType, 254);
 }
 
@@ -136,14 +101,9 @@ TEST(ScenarioLoad, DaemonRepliesComeFromFilesAsTheyAre) {
   scan_delay: 3
   connect_failure: {p2p: true}
   replies:
-    - command: SCAN_RESULTS
-      reply: {file: )" + std::string(YLM_FIXTURES_DIR) +
-                                                     R"(/sta-scan-results.txt}
-    - command: SIGNAL_POLL
-      replies: ["RSSI=-50\n", {file: poll.txt}, {fail: true}]
-    - command: STATUS
-      iface: p2p
-      fail: true
+    - {command: SCAN_RESULTS, reply: {file: )" YLM_FIXTURES_DIR R"(/sta-scan-results.txt}}
+    - {command: SIGNAL_POLL, replies: ["RSSI=-50\n", {file: poll.txt}, {fail: true}]}
+    - {command: STATUS, iface: p2p, fail: true}
 steps: []
 )");
     const auto sc = ylmsim::loadScenarioFile(path);
@@ -153,13 +113,13 @@ steps: []
     emu::Engine::instance().reset();
     ylmsim::SimSupplicant daemon;
     daemon.apply(sc.daemon);
+    // Each SIGNAL_POLL takes the next reply; the last one stays.
+    for (const char* want : {"RSSI=-50\n", "RSSI=-61\n", "(failed)", "(failed)"}) {
+        std::string reply;
+        const bool answered = daemon.command(0, "SIGNAL_POLL", reply);
+        EXPECT_EQ(answered ? reply : "(failed)", want);
+    }
     std::string reply;
-    EXPECT_TRUE(daemon.command(0, "SIGNAL_POLL", reply));
-    EXPECT_EQ(reply, "RSSI=-50\n");
-    EXPECT_TRUE(daemon.command(0, "SIGNAL_POLL", reply));
-    EXPECT_EQ(reply, "RSSI=-61\n");
-    EXPECT_FALSE(daemon.command(0, "SIGNAL_POLL", reply));
-    EXPECT_FALSE(daemon.command(0, "SIGNAL_POLL", reply));  // the last reply stays
     EXPECT_FALSE(daemon.command(1, "STATUS", reply));
     EXPECT_FALSE(daemon.command(0, "STATUS", reply));
     EXPECT_FALSE(daemon.connect(1));
@@ -174,7 +134,9 @@ steps: []
 }
 
 TEST(ScenarioLoad, MalformedScenariosNameFileLineAndField) {
-    const std::pair<const char*, const char*> cases[] = {
+    const std::string start =
+        "steps:\n  - start_measurement:\n      meas_id: 1\n      meas_param_mask: 1\n";
+    const std::pair<std::string, const char*> cases[] = {
         {"name: x\n", "t.yaml:1: steps: required field is missing"},
         {"", "t.yaml:1: (top level): the scenario is empty"},
         {"steps: []\ncolour: red\n",
@@ -195,18 +157,14 @@ TEST(ScenarioLoad, MalformedScenariosNameFileLineAndField) {
          "t.yaml:1: steps[1].at: time 3 is before the current time 5"},
         {"steps:\n  - stop_measurement: {meas_id: 1, meas_id: 2}\n",
          "t.yaml:2: steps[0].stop_measurement.meas_id: given twice"},
-        {"steps:\n  - start_measurement:\n      meas_id: 1\n      meas_param_mask: 1\n"
-         "      ssid_list:\n        - ssid: abcdefghijklmnopqrstuvwxyz0123456\n",
+        {start + "      ssid_list:\n        - ssid: abcdefghijklmnopqrstuvwxyz0123456\n",
          "t.yaml:6: steps[0].start_measurement.ssid_list[0].ssid: longer than 32 bytes"},
-        {"steps:\n  - start_measurement:\n      meas_id: 1\n      meas_param_mask: 1\n"
-         "      ssid_list: [{any: true}, {ssid: a, connected: true}]\n",
+        {start + "      ssid_list: [{any: true}, {ssid: a, connected: true}]\n",
          "t.yaml:5: steps[0].start_measurement.ssid_list[1].connected: give only one of ssid, any, "
          "connected"},
-        {"steps:\n  - start_measurement:\n      meas_id: 1\n      meas_param_mask: 1\n"
-         "      ssid_list: [{bssid_list: [{bssid: 02:00:00:00:03}]}]\n",
+        {start + "      ssid_list: [{bssid_list: [{bssid: 02:00:00:00:03}]}]\n",
          "t.yaml:5: steps[0].start_measurement.ssid_list[0]: needs one of ssid, any, connected"},
-        {"steps:\n  - start_measurement:\n      meas_id: 1\n      meas_param_mask: 1\n"
-         "      ssid_list: [{any: 1}, {}, {}, {}, {}, {}, {}, {}, {}]\n",
+        {start + "      ssid_list: [{any: 1}, {}, {}, {}, {}, {}, {}, {}, {}]\n",
          "t.yaml:5: steps[0].start_measurement.ssid_list: at most 8 entries, got 9"},
         {"steps:\n  - profile_mask: {profiles: [3]}\n",
          "t.yaml:2: steps[0].profile_mask.profiles[0]: out of range: 3 (allowed 4 to 42)"},
@@ -244,19 +202,18 @@ TEST(ScenarioLoad, MalformedFileExitsWithStatusTwo) {
     simtest::TempDir dir;
     const std::string bad = dir.write("bad.yaml", "steps:\n  - stop_measurement: {}\n");
     auto run = simtest::runSim({bad});
-    EXPECT_EQ(run.rc, 2);
-    EXPECT_EQ(run.err, bad + ":2: steps[0].stop_measurement.meas_id: required field is missing\n");
-    EXPECT_EQ(run.out, "");
-
+    EXPECT_EQ(
+        std::tie(run.rc, run.out, run.err),
+        std::make_tuple(
+            2, "", bad + ":2: steps[0].stop_measurement.meas_id: required field is missing\n"));
     run = simtest::runSim({dir.path() + "/missing.yaml"});
-    EXPECT_EQ(run.rc, 2);
-    EXPECT_EQ(run.err,
-              dir.path() + "/missing.yaml:1: file: cannot read: No such file or directory\n");
-
+    EXPECT_EQ(
+        std::tie(run.rc, run.err),
+        std::make_tuple(
+            2, dir.path() + "/missing.yaml:1: file: cannot read: No such file or directory\n"));
     run = simtest::runSim({"--log-level"});
     EXPECT_EQ(run.rc, 2);
     EXPECT_NE(run.err.find("usage: ylm-sim"), std::string::npos);
-
     run = simtest::runSim({"--lib", dir.path() + "/libnone.so"});
     EXPECT_EQ(run.rc, 1);
     EXPECT_NE(run.err.find("cannot load the plug-in " + dir.path() + "/libnone.so"),

@@ -11,7 +11,6 @@ bool Plugin::load(const std::string& path, std::string& error) {
         error = why != nullptr ? why : "dlopen failed";
         return false;
     }
-    using InitFn = TpxWifiClientMgr* (*)();
     auto init = reinterpret_cast<InitFn>(dlsym(handle, "init"));
     if (init == nullptr) {
         error = path + " has no init function";
@@ -26,38 +25,31 @@ bool Plugin::load(const std::string& path, std::string& error) {
 }
 
 bool Plugin::startWifiMeasurement(VorTpxDsd* dsd, dsd_start_wifi_meas_ind_msg_v01& ind) const {
-    using Fn = bool (*)(TpxWifiClientMgr*, VorTpxDsd*, dsd_start_wifi_meas_ind_msg_v01&);
-    return slot<Fn>(kStartWifiMeasurement)(manager, dsd, ind);
+    return managerSlot<StartWifiMeasurementFn>(manager, kStartWifiMeasurement)(manager, dsd, ind);
 }
 
 void Plugin::wqeProfileInit(VorTpxDsd* dsd, dsd_wqe_profile_init_ind_msg_v01& ind) const {
-    using Fn = void (*)(TpxWifiClientMgr*, VorTpxDsd*, dsd_wqe_profile_init_ind_msg_v01&);
-    slot<Fn>(kWqeProfileInit)(manager, dsd, ind);
+    managerSlot<WqeProfileInitFn>(manager, kWqeProfileInit)(manager, dsd, ind);
 }
 
 void Plugin::setWqeProfile(VorTpxDsd* dsd, dsd_wqe_profile_type_ind_msg_v01& ind) const {
-    using Fn = void (*)(TpxWifiClientMgr*, VorTpxDsd*, dsd_wqe_profile_type_ind_msg_v01&);
-    slot<Fn>(kSetWqeProfile)(manager, dsd, ind);
+    managerSlot<SetWqeProfileFn>(manager, kSetWqeProfile)(manager, dsd, ind);
 }
 
 void Plugin::stopWifiMeasurement(VorTpxDsd* dsd, dsd_stop_wifi_meas_ind_msg_v01& ind) const {
-    using Fn = void (*)(TpxWifiClientMgr*, VorTpxDsd*, dsd_stop_wifi_meas_ind_msg_v01&);
-    slot<Fn>(kStopWifiMeasurement)(manager, dsd, ind);
+    managerSlot<StopWifiMeasurementFn>(manager, kStopWifiMeasurement)(manager, dsd, ind);
 }
 
 void Plugin::initializeLinks(VorCom* com, VorTimer* timer, VorSupplicantWrapper* supplicant) const {
-    using Fn = void (*)(TpxWifiClientMgr*, VorCom*, VorTimer*, VorSupplicantWrapper*);
-    slot<Fn>(kInitializeLinks)(manager, com, timer, supplicant);
+    managerSlot<InitializeLinksFn>(manager, kInitializeLinks)(manager, com, timer, supplicant);
 }
 
 void Plugin::createDefaultProfile(VorTpxDsd* dsd) const {
-    using Fn = void (*)(TpxWifiClientMgr*, VorTpxDsd*);
-    slot<Fn>(kCreateDefaultProfile)(manager, dsd);
+    managerSlot<ClientFn>(manager, kCreateDefaultProfile)(manager, dsd);
 }
 
 void Plugin::stopAllRequests(VorTpxDsd* dsd) const {
-    using Fn = void (*)(TpxWifiClientMgr*, VorTpxDsd*);
-    slot<Fn>(kStopAllRequests)(manager, dsd);
+    managerSlot<ClientFn>(manager, kStopAllRequests)(manager, dsd);
 }
 
 }  // namespace ylmsim

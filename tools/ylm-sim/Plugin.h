@@ -4,17 +4,9 @@
 // order differs from the engine's shows it here as on a handset.
 #pragma once
 
-#include <cstddef>
 #include <string>
 
-#include "VorCom.h"
-#include "VorSupplicantWrapper.h"
-#include "VorTimer.h"
-#include "VorTpxDsd.h"
-#include "dsd_wifi_v01.h"
-
-// Known to the engine by name only.
-class TpxWifiClientMgr;
+#include "ManagerSlots.h"
 
 namespace ylmsim {
 
@@ -33,25 +25,6 @@ class Plugin {
     void stopAllRequests(VorTpxDsd* dsd) const;
 
   private:
-    // Slots 0 and 1 hold the two destructors.
-    enum Slot : size_t {
-        kStartWifiMeasurement = 2,
-        kWqeProfileInit = 3,
-        kSetWqeProfile = 4,
-        kStopWifiMeasurement = 5,
-        kInitializeLinks = 6,
-        kCreateDefaultProfile = 7,
-        kStopAllRequests = 8,
-    };
-
-    // The function in slot n; it takes the manager as its first argument, as a member function
-    // does on these targets.
-    template <class Fn>
-    Fn slot(Slot n) const {
-        void* const* table = *reinterpret_cast<void* const* const*>(manager);
-        return reinterpret_cast<Fn>(table[n]);
-    }
-
     TpxWifiClientMgr* manager = nullptr;
 };
 
