@@ -82,7 +82,13 @@ if ! skipped cross; then
 fi
 
 if ! skipped testbed; then
-    run_stage "real-radio testbed" tests/testbed/run.sh build/default
+    tb_log=$(mktemp)
+    run_stage "real-radio testbed" bash -c "tests/testbed/run.sh build/default 2>&1 | tee $tb_log; exit \${PIPESTATUS[0]}"
+    tb_line=$(grep -E '^testbed: [0-9]+ passed, [0-9]+ failed' "$tb_log" | tail -n 1)
+    if [ -n "$tb_line" ]; then
+        passed=$((passed + $(sed -E 's/^testbed: ([0-9]+) passed.*/\1/' <<<"$tb_line")))
+    fi
+    rm -f "$tb_log"
 fi
 
 echo
