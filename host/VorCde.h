@@ -10,6 +10,7 @@ struct _CQEClientOverrides {
     int16_t rssiLow;
 };
 static_assert(sizeof(_CQEClientOverrides) == 4, "_CQEClientOverrides size");
+static_assert(offsetof(_CQEClientOverrides, rssiLow) == 2, "_CQEClientOverrides::rssiLow");
 
 // Why a quality test failed; the service reports values 9 to 16.
 enum VorWQEResultReason : int32_t {

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 // ---- start / stop of a raw measurement -------------------------------------------------------
 
@@ -212,6 +213,7 @@ DSD_PIN(dsd_start_wifi_meas_ind_msg_v01, alpha_valid, 6052);
 DSD_PIN(dsd_start_wifi_meas_ind_msg_v01, alpha, 6056);
 DSD_PIN(dsd_start_wifi_meas_ind_msg_v01, reserved6060, 6060);
 
+static_assert(sizeof(dsd_stop_wifi_meas_ind_msg_v01) == 4, "stop indication size");
 DSD_PIN(dsd_stop_wifi_meas_ind_msg_v01, meas_id, 0);
 
 static_assert(sizeof(dsd_wifi_bssid_meas_type_v01) == 48, "bssid record size");
@@ -302,3 +304,8 @@ DSD_PIN(dsd_wlan_available_req_msg_v01, country_code_valid, 237);
 DSD_PIN(dsd_wlan_available_req_msg_v01, country_code, 238);
 
 #undef DSD_PIN
+
+// The records travel as bytes: integers little-endian, alpha an IEEE-754 single, as on every
+// target the plug-in is built for.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "little-endian target");
+static_assert(std::numeric_limits<float>::is_iec559, "IEEE-754 floats");

@@ -1,6 +1,7 @@
 // Parsed link state of one Wi-Fi role, and the load facts of one BSS.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -29,3 +30,6 @@ struct BssLoad {
     uint16_t vhtSegment1 = 0;
 };
 static_assert(sizeof(BssLoad) == 10, "BssLoad is a 10-byte record");
+static_assert(offsetof(BssLoad, channelUtilization) == 2 && offsetof(BssLoad, channelWidth) == 6 &&
+                  offsetof(BssLoad, vhtSegment1) == 8,
+              "BssLoad members");

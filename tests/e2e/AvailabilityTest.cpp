@@ -107,8 +107,8 @@ TEST_F(AvailabilityTest, StationReportsQualityThenAvailability) {
     EXPECT_EQ(report(station(1, 1, 1)), (Sent{quality(0, 0), stationMsg(2, 1)}));
     EXPECT_EQ(report(station(1, 1, 0)), (Sent{quality(0, 1), stationMsg(1, 1)}));
     EXPECT_EQ(report(station(1, 0, 1)), (Sent{quality(0, 1), stationMsg(2, 0)}));
-    EXPECT_TRUE(logged(1, 10357, kProxy, "CountryCode obtained from Wifi AP: US"));
-    EXPECT_TRUE(logged(0, 10357, kProxy, "DNS V6 address 1: 2001:4860:4860::8888"));
+    EXPECT_THAT(logs(kProxy), Contains("1 CountryCode obtained from Wifi AP: US"));
+    EXPECT_THAT(logs(kProxy), Contains("0 DNS V6 address 1: 2001:4860:4860::8888"));
     Lines poll;
     for (int i = 0; i < 3; ++i) {
         poll.insert(poll.end(), {"0:SIGNAL_POLL", "0:STATUS", "0:BSS 02:00:00:00:03:00"});
@@ -128,7 +128,7 @@ TEST_F(AvailabilityTest, StationReportsQualityThenAvailability) {
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(m.ssid), m.ssid_len), std::string(32, 'S'));
     EXPECT_EQ(m.conn_status, 1U);  // state 0
     EXPECT_EQ(std::string(m.country_code, 2), "DE");
-    EXPECT_TRUE(logged(0, 10357, kProxy, "BSSID: " + std::string(25, '1')));
+    EXPECT_THAT(logs(kProxy), Contains("0 BSSID: " + std::string(25, '1')));
 
     engine().scriptedSupplicant().setFailure("SIGNAL_POLL");  // no longer associated
     auto gone = station(4, 1, 1);
@@ -137,7 +137,7 @@ TEST_F(AvailabilityTest, StationReportsQualityThenAvailability) {
     for (const char* ssid : {"testbed-2g", ""}) {
         EXPECT_EQ(report(gone), (Sent{quality(0, 1), stationMsg(0, 1, ssid, true)})) << ssid;
     }
-    EXPECT_TRUE(logged(1, 10357, kProxy, "CountryCode obtained from location services: DE"));
+    EXPECT_THAT(logs(kProxy), Contains("1 CountryCode obtained from location services: DE"));
 }
 
 // Soft AP (type 3) and P2P group (GO 0, client 1) each remember their SSID for one "down" report.
@@ -151,7 +151,7 @@ TEST_F(AvailabilityTest, SoftApAndP2pGroupUpAndDown) {
     }
     ASSERT_EQ(engine().forkCalls.size(), 1U);
     EXPECT_EQ(engine().forkCalls[0].cmdLine, kHostapdLine);
-    EXPECT_TRUE(logged(2, 10357, kProxy, "getting hostapd info"));
+    EXPECT_THAT(logs(kProxy), Contains("2 getting hostapd info"));
 
     // The same group seen from a client, with an address (network order, as written).
     std::string reply = fixture("p2p-status.txt");
@@ -175,7 +175,7 @@ TEST_F(AvailabilityTest, WifiStateReachesTheModemAndNullArgumentsAreRefused) {
         ASSERT_EQ(engine().deliverWifiState(on), 1U);
         const dsd_notify_data_settings_req_msg_v01 want{{}, 1, on, {}};
         EXPECT_EQ(sent(), (Sent{{emu::DsdOp::NotifyDataSettings, bytes(want)}}));
-        EXPECT_TRUE(logged(0, 10357, kProxy, on ? "Wifi State: 1" : "Wifi State: 0"));
+        EXPECT_THAT(logs(kProxy), Contains(on ? "0 Wifi State: 1" : "0 Wifi State: 0"));
     }
 
     auto* proxy =
@@ -198,7 +198,7 @@ TEST_F(AvailabilityTest, WifiStateReachesTheModemAndNullArgumentsAreRefused) {
     const std::string b = "3 self pointer or CasWlanNetConfigType is null";
     const std::string d = "3 dsd_wlan_available_req_msg_v01 or CasWlanNetConfigType is null";
     const std::string w = "4 CasProxy/CasWlanNetConfigType is null";
-    EXPECT_EQ(logLines(kProxy, 3), (Lines{a, a, b, b, "4 CasProxy is null", w, w, d, d, d}));
+    EXPECT_EQ(logs(kProxy, 3), (Lines{a, a, b, b, "4 CasProxy is null", w, w, d, d, d}));
 }
 
 }  // namespace

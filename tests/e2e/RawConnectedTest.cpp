@@ -3,11 +3,13 @@
 
 namespace {
 
-class RawConnectedTest : public ylmtest::RawTest {};
+using namespace ylmtest;
+
+class RawConnectedTest : public RawTest {};
 
 TEST_F(RawConnectedTest, SmoothedRssiOfTheAssociatedAccessPointEachPeriod) {
     replies({{"STATUS", "sta-status.txt"}, {"BSS 02:00:00:00:03:00", "sta-bss-ap2g.txt"}});
-    ylmtest::Ind ind = connected(7, 2, 5);
+    Ind ind = connected(7, 2, 5);
     ind.meas_param_mask = 5;  // the records carry RSSI only, though BSS load is asked for
     ind.alpha_valid = 1;
     ind.alpha = 0.75F;
@@ -28,23 +30,19 @@ TEST_F(RawConnectedTest, SmoothedRssiOfTheAssociatedAccessPointEachPeriod) {
     engine().advance(50);
     ASSERT_TRUE(start(connected(7, 100, 1)));  // the id again: sequence 1, no average
     engine().advance(1);
-    const auto r = [](uint32_t seq, const char* ssid, ylmtest::Mac b, uint16_t f, int16_t rssi) {
+    const auto r = [](uint32_t seq, const char* ssid, Mac b, uint16_t f, int16_t rssi) {
         return report(7, seq, true, ssid, {rec(b, f, 1, rssi, 0)});
     };
     expectReports(0, {r(1, "", {}, 0, 0), r(2, "testbed-2g", mac(3), 2437, -28),
                       r(3, "", {}, 0, -28), r(1, "", {}, 0, 0)});
     EXPECT_EQ(engine().messages[1].time, 10);
     EXPECT_EQ(timers(), "added 2 5 100 1, removed 1 2");
-    const std::string sample = "command-no-reply 0:SIGNAL_POLL", poll = "0:SIGNAL_POLL";
-    EXPECT_EQ(events(),
-              (ylmtest::Strings{sample, sample, poll, sample, sample, sample, poll, "0:STATUS",
-                                "0:BSS 02:00:00:00:03:00", sample, sample, poll, poll}));
-    const ylmtest::Strings logs = logsOf("src/RawMeasurement", false);
-    EXPECT_TRUE(std::any_of(logs.begin(), logs.end(), [](const std::string& l) {
-        return l.rfind("0 10357 sendAndsfReport:", 0) == 0;
-    }));
-    EXPECT_TRUE(rawLogged(1, "RawMeasurement::startMeasurement isScanReport: 0"));
-    EXPECT_TRUE(logged(1, 10357, "src/WifiInfoProvider", "Signal Poll command returned error"));
+    const std::string sample = "command-no-reply 0:SIGNAL_POLL; ", poll = "0:SIGNAL_POLL; ";
+    EXPECT_EQ(events(), sample + sample + poll + sample + sample + sample + poll +
+                            "0:STATUS; 0:BSS 02:00:00:00:03:00; " + sample + sample + poll + poll);
+    EXPECT_THAT(logs(kRawFile), Contains(::testing::StartsWith("0 sendAndsfReport:")));
+    EXPECT_THAT(logs(kRawFile), Contains("1 RawMeasurement::startMeasurement isScanReport: 0"));
+    EXPECT_THAT(logs("src/WifiInfoProvider"), Contains("1 Signal Poll command returned error"));
 }
 
 }  // namespace

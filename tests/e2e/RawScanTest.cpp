@@ -3,10 +3,9 @@
 
 namespace {
 
-using ylmtest::Report;
-using ylmtest::Strings;
+using namespace ylmtest;
 
-class RawScanTest : public ylmtest::RawTest {};
+class RawScanTest : public RawTest {};
 
 TEST_F(RawScanTest, AnySsidWithBssLoadReportsEveryAccessPointEachPeriodUntilStopped) {
     replies({{"SCAN", "sta-scan.txt"},
@@ -16,7 +15,7 @@ TEST_F(RawScanTest, AnySsidWithBssLoadReportsEveryAccessPointEachPeriodUntilStop
     // is marked.
     engine().scriptedSupplicant().setReply("BSS 02:00:00:00:03:00", "id=1\nflags=[ESS]\n");
     EXPECT_FALSE(start(anyScan(42, 4)));  // no RSSI asked for: refused
-    EXPECT_TRUE(rawLogged(1, "Measurement parameters does not include RSSI"));
+    EXPECT_THAT(logs(kRawFile), Contains("1 Measurement parameters does not include RSSI"));
     ASSERT_TRUE(start(anyScan(42, 5, 10)));
     engine().fireScanReady();
     const auto batch = [](uint32_t seq) {
@@ -26,9 +25,10 @@ TEST_F(RawScanTest, AnySsidWithBssLoadReportsEveryAccessPointEachPeriodUntilStop
             report(42, seq, true, "testbed-he", {rec(mac(5), 5745, 5, -20, 0)})};
     };
     expectReports(0, batch(1));
-    EXPECT_TRUE(rawLogged(1, "sendScanReport ssid called testbed-5g"));
-    EXPECT_TRUE(rawLogged(1, "sendScanReport bssid 2:0:0:0:4:0"));
-    EXPECT_EQ(countLog("sendScanReport bssid lenght :1 ssid length:3 "), 3U);
+    EXPECT_THAT(logs(kRawFile), Contains("1 sendScanReport ssid called testbed-5g"));
+    EXPECT_THAT(logs(kRawFile), Contains("1 sendScanReport bssid 2:0:0:0:4:0"));
+    EXPECT_THAT(logs(kRawFile),
+                Contains("1 sendScanReport bssid lenght :1 ssid length:3 ").Times(3));
     engine().advance(10);  // each reporting period scans again; its results make the next batch
     engine().fireScanReady();
     expectReports(3, batch(2));
@@ -38,14 +38,11 @@ TEST_F(RawScanTest, AnySsidWithBssLoadReportsEveryAccessPointEachPeriodUntilStop
     engine().advance(100);
     EXPECT_EQ(engine().messages.size(), 6U);
     EXPECT_EQ(timers(), "added 10, removed 1");  // no sampling timer
-    const Strings scan = {"bssid-filter 0:ff:ff:ff:ff:ff:ff", "frequency-filter 0:65535", "0:SCAN"},
-                  results = {"0:SCAN_RESULTS", "0:BSS 02:00:00:00:03:00", "0:BSS 02:00:00:00:04:00",
-                             "0:BSS 02:00:00:00:05:00"};
-    Strings want = scan;
-    for (const auto& part : {results, scan, results, results}) {
-        want.insert(want.end(), part.begin(), part.end());
-    }
-    EXPECT_EQ(events(), want);
+    const std::string scan = "bssid-filter 0:ff:ff:ff:ff:ff:ff; frequency-filter 0:65535; 0:SCAN; ",
+                      results =
+                          "0:SCAN_RESULTS; 0:BSS 02:00:00:00:03:00; 0:BSS 02:00:00:00:04:00; "
+                          "0:BSS 02:00:00:00:05:00; ";
+    EXPECT_EQ(events(), scan + results + scan + results + results);
 }
 
 TEST_F(RawScanTest, LastEntrysListsFilterTheScanAndEachEntryKeepsItsGroup) {
@@ -56,22 +53,22 @@ TEST_F(RawScanTest, LastEntrysListsFilterTheScanAndEachEntryKeepsItsGroup) {
                                   {"testbed-5g", {{{0xff, 0xff, 0xff, 0xff, 0xff, 0xff}, {3}}}},
                                   {"testbed-he", {{mac(5), {5745}}, {mac(4), {5180}}}}})));
     engine().fireScanReady();
-    EXPECT_EQ(events(), (Strings{"bssid-filter 0:02:00:00:00:05:00,02:00:00:00:04:00",
-                                 "frequency-filter 0:5745,5180", "0:SCAN",
-                                 "0:SCAN_RESULTS"}));  // no load asked: no BSS query
+    EXPECT_EQ(events(),  // no load asked: no BSS query
+              "bssid-filter 0:02:00:00:00:05:00,02:00:00:00:04:00; frequency-filter 0:5745,5180; "
+              "0:SCAN; 0:SCAN_RESULTS; ");
     // The third entry's first step (the 5180 MHz BSSID, which belongs to another SSID) files an
     // empty group under testbed-he; the later step's hit does not replace it.
     expectReports(0, {report(9, 1, false, "testbed-2g", {rec(mac(3), 2437, 1, -20, 0)}),
                       report(9, 1, false, "testbed-5g", {rec(mac(4), 5180, 1, -27, 0)}),
                       report(9, 1, true, "testbed-he", {})});
-    EXPECT_TRUE(rawLogged(1, "startMeasurement  tpx ssid testbed-2g"));
-    EXPECT_TRUE(rawLogged(1, "RawMeasurement::startMeasurement isScanReport: 1"));
-    EXPECT_TRUE(rawLogged(0, "channels : 5745,5180"));
+    EXPECT_THAT(logs(kRawFile), Contains("1 startMeasurement  tpx ssid testbed-2g"));
+    EXPECT_THAT(logs(kRawFile), Contains("1 RawMeasurement::startMeasurement isScanReport: 1"));
+    EXPECT_THAT(logs(kRawFile), Contains("0 channels : 5745,5180"));
 }
 
 TEST_F(RawScanTest, CrowdedSsidIsCutToTheReportsRoomAndLongSsidsToThirtyTwoBytes) {
     std::string table = "bssid / frequency / signal level / flags / ssid\n";
-    std::vector<ylmtest::Record> crowd;
+    std::vector<Record> crowd;
     for (int i = 0; i < 60; ++i) {
         char row[64];
         std::snprintf(row, sizeof row, "02:00:00:00:%02x:00\t2412\t%d\t[ESS]\tcrowd\n", i, -30 - i);
@@ -87,8 +84,9 @@ TEST_F(RawScanTest, CrowdedSsidIsCutToTheReportsRoomAndLongSsidsToThirtyTwoBytes
     crowd.resize(58);
     expectReports(0, {report(3, 1, false, "crowd", crowd),
                       report(3, 1, true, longSsid, {rec(mac(0xff), 5180, 1, -70, 0)})});
-    EXPECT_TRUE(rawLogged(
-        3, "sendScanReport: 2 BSSIDs of crowd do not fit in the report and are left out"));
+    EXPECT_THAT(
+        logs(kRawFile, 3),
+        Contains("3 sendScanReport: 2 BSSIDs of crowd do not fit in the report and are left out"));
 }
 
 TEST_F(RawScanTest, NoListScansUnfilteredAndReportsNothing) {
@@ -96,12 +94,12 @@ TEST_F(RawScanTest, NoListScansUnfilteredAndReportsNothing) {
     ASSERT_TRUE(start(indication(5, 1, {}, false)));
     engine().fireScanReady();  // no requests: no load decision and no report, yet a callback
     engine().advance(5);
-    const Strings scan = {"bssid-filter 0:", "frequency-filter 0:", "0:SCAN"};
-    EXPECT_EQ(events(),
-              (Strings{scan[0], scan[1], scan[2], "0:SCAN_RESULTS", scan[0], scan[1], scan[2]}));
-    EXPECT_EQ(countLog("LTEU callback RawMeasurement scanResultsCb called "), 1U);
-    EXPECT_TRUE(findLog("scanResultsReadyCb isBssLoadMask: 0") == nullptr &&
-                engine().messages.empty());
+    const std::string scan = "bssid-filter 0:; frequency-filter 0:; 0:SCAN; ";
+    EXPECT_EQ(events(), scan + "0:SCAN_RESULTS; " + scan);
+    EXPECT_THAT(logs(kRawFile),
+                Contains("1 LTEU callback RawMeasurement scanResultsCb called ").Times(1));
+    EXPECT_THAT(logs("src/WifiInfoProvider"), Not(Contains(::testing::HasSubstr("isBssLoadMask"))));
+    EXPECT_TRUE(engine().messages.empty());
 }
 
 }  // namespace

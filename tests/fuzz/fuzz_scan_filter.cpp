@@ -4,7 +4,7 @@
 
 #include <list>
 
-#include "FuzzText.h"
+#include "emu/Engine.h"
 #include "WifiScanResult.h"
 
 namespace {
@@ -34,7 +34,7 @@ uint16_t code(FuzzedDataProvider& in) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fuzz::startRun();
+    emu::Engine::instance().logs.clear();
     FuzzedDataProvider in(data, size);
     WifiScanResult scan;
     for (int n = in.ConsumeIntegralInRange(0, 12); n > 0; --n) {

@@ -2,12 +2,8 @@
 // operation reached through the manager's virtual table by slot number, without the library's own
 // headers. Passing here on a target means the engine's slot order holds there.
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
-#include <regex>
-#include <string>
-#include <vector>
 
 #include "EmuFixture.h"
 #include "ManagerSlots.h"
@@ -15,6 +11,10 @@
 namespace {
 
 using namespace ylmsim;  // the slot numbers and what they hold
+using ::testing::MatchesRegex;
+using ylmtest::Contains;
+using ylmtest::Strings;
+constexpr const char* kMgr = "src/TpxWifiClientMgr";
 
 class LoadTest : public ylmtest::EmuTest {
   protected:
@@ -26,13 +26,11 @@ class LoadTest : public ylmtest::EmuTest {
         init = reinterpret_cast<InitFn>(dlsym(handle, "init"));
         ASSERT_NE(init, nullptr) << dlerror();
         manager = init();
-        ASSERT_NE(manager, nullptr);
         managerSlot<InitializeLinksFn>(manager, kInitializeLinks)(
             manager, engine().com(), engine().timer(), engine().supplicant());
     }
-
     // A scan-mode start under id 7: RSSI requested, no SSID list, a 30 s reporting period.
-    bool startScanMeasurement(size_t client = 0) {
+    bool startScan(size_t client = 0) {
         dsd_start_wifi_meas_ind_msg_v01 ind{};
         ind.meas_id = 7;
         ind.meas_param_mask = 1;
@@ -41,44 +39,19 @@ class LoadTest : public ylmtest::EmuTest {
         return managerSlot<StartWifiMeasurementFn>(manager, kStartWifiMeasurement)(
             manager, engine().dsd(client), ind);
     }
-
-    // Profile 4 under measurement id 9, then started by its mask bit (32).
-    void startProfile4() {
-        dsd_wqe_profile_init_ind_msg_v01 profile{};
-        profile.profile_type = 4;
-        profile.meas_id_valid = 1;
-        profile.meas_id = 9;
-        managerSlot<WqeProfileInitFn>(manager, kWqeProfileInit)(manager, engine().dsd(), profile);
-        dsd_wqe_profile_type_ind_msg_v01 mask{};
-        mask.profile_type_mask = uint64_t{1} << 32;
-        mask.meas_id_valid = 1;
-        mask.meas_id = 9;
-        managerSlot<SetWqeProfileFn>(manager, kSetWqeProfile)(manager, engine().dsd(), mask);
-    }
-
-    void client(ManagerSlot slot) { managerSlot<ClientFn>(manager, slot)(manager, engine().dsd()); }
-
-    // The manager's entry trace of an operation: "src/TpxWifiClientMgr:<line>:<operation>".
-    bool entered(const std::string& operation) {
-        const std::regex trace("src/TpxWifiClientMgr:[0-9]+:" + operation);
-        return std::any_of(engine().logs.begin(), engine().logs.end(),
-                           [&](const emu::LogLine& l) { return std::regex_match(l.text, trace); });
-    }
-
     // Live quality registrations under this name ("" for the unnamed default profile).
-    size_t liveRegistrations(const std::string& name) {
+    size_t registrations(const std::string& name) {
         const auto live = engine().liveNotificationRegistrations();
         return static_cast<size_t>(std::count_if(live.begin(), live.end(), [&](const auto& c) {
             return name.empty() ? c.nameNull : (!c.nameNull && c.name == name);
         }));
     }
-
     void* handle = nullptr;
     InitFn init = nullptr;
     TpxWifiClientMgr* manager = nullptr;
 };
 
-TEST_F(LoadTest, InitReturnsOneManagerAndOnlyTheEngineInterfaceIsExported) {
+TEST_F(LoadTest, InitAndSlots2To6AndOnlyTheEngineInterfaceIsExported) {
     EXPECT_EQ(init(), manager);
     for (const char* name :
          {"_ZN14HostapdWrapper14deleteInstanceEv", "_ZN11WifiUtility10loadDriverEv",
@@ -91,56 +64,53 @@ TEST_F(LoadTest, InitReturnsOneManagerAndOnlyTheEngineInterfaceIsExported) {
           "_ZN14HostapdWrapper11getInstanceEv", "_ZTV16TpxWifiClientMgr"}) {
         EXPECT_EQ(dlsym(handle, name), nullptr) << name << " must stay inside the library";
     }
-    // Slot 6, called by SetUp.
-    EXPECT_NE(findLog("TpxWifiClientMgr::initializeLinks"), nullptr);
-    EXPECT_NE(engine().scanReadyCb, nullptr);
-    EXPECT_NE(engine().scanReadyCtx, nullptr);
-}
+    EXPECT_THAT(logs(kMgr), Contains("1 TpxWifiClientMgr::initializeLinks"));  // slot 6
+    EXPECT_TRUE(engine().scanReadyCb != nullptr && engine().scanReadyCtx != nullptr);
 
-TEST_F(LoadTest, Slots2And5StartAndStopAScanMeasurement) {
-    ASSERT_TRUE(startScanMeasurement());
-    EXPECT_TRUE(entered("startWifiMeasurement"));
-    const auto commands = engine().commands();
-    EXPECT_NE(std::find(commands.begin(), commands.end(), "0:SCAN"), commands.end());
+    ASSERT_TRUE(startScan());
+    EXPECT_FALSE(startScan());
     ASSERT_EQ(engine().timers.size(), 1u) << "scan mode arms the reporting timer only";
-    const emu::TimerEntry timer = engine().timers[0];
-    EXPECT_TRUE(timer.active);
-    EXPECT_EQ(timer.period, 30);
-
-    EXPECT_FALSE(startScanMeasurement());
-    EXPECT_NE(findLog("Measurement ID: 7 already exists"), nullptr);
-
+    EXPECT_EQ(engine().timers[0].period, 30);
+    EXPECT_THAT(engine().commands(), Contains("0:SCAN"));
     dsd_stop_wifi_meas_ind_msg_v01 stop{7};
     managerSlot<StopWifiMeasurementFn>(manager, kStopWifiMeasurement)(manager, engine().dsd(),
                                                                       stop);
-    EXPECT_TRUE(entered("stopWifiMeasurement"));
-    EXPECT_EQ(engine().activeTimerCount(), 0u);
-    EXPECT_EQ(engine().removedTimerIds, std::vector<int32_t>{timer.id});
+    EXPECT_EQ(engine().removedTimerIds, std::vector<int32_t>{engine().timers[0].id});
+    const Strings lines = logs(kMgr);
+    for (const char* op : {"startWifiMeasurement", "stopWifiMeasurement"}) {
+        EXPECT_THAT(lines,
+                    Contains(MatchesRegex(std::string("1 src/TpxWifiClientMgr:[0-9]+:") + op)));
+    }
+    EXPECT_THAT(lines, Contains("3 Measurement ID: 7 already exists"));
 }
 
 // Slot 8 ends one client's raw measurements and profiles; the default profile and the other
 // client's measurement stay.
 TEST_F(LoadTest, Slots3To8ProfilesAndStopAll) {
-    client(kCreateDefaultProfile);
-    EXPECT_EQ(liveRegistrations(""), 1u);
-    ASSERT_TRUE(startScanMeasurement(0));
-    ASSERT_TRUE(startScanMeasurement(1));
-    startProfile4();
-    EXPECT_NE(findLog("wqeProfileInit: Profile ID 4 for meas_id 9"), nullptr);
-    EXPECT_NE(findLog("Profile 4 started for meas_id 9 "), nullptr);
-    ASSERT_EQ(liveRegistrations("profile4"), 1u);
+    managerSlot<ClientFn>(manager, kCreateDefaultProfile)(manager, engine().dsd());
+    ASSERT_TRUE(startScan(0) && startScan(1));
+    dsd_wqe_profile_init_ind_msg_v01 profile{};
+    profile.profile_type = 4;
+    profile.meas_id_valid = 1;
+    profile.meas_id = 9;
+    managerSlot<WqeProfileInitFn>(manager, kWqeProfileInit)(manager, engine().dsd(), profile);
+    dsd_wqe_profile_type_ind_msg_v01 mask{};
+    mask.profile_type_mask = uint64_t{1} << 32;
+    mask.meas_id_valid = 1;
+    mask.meas_id = 9;
+    managerSlot<SetWqeProfileFn>(manager, kSetWqeProfile)(manager, engine().dsd(), mask);
+    EXPECT_THAT(logs(kMgr), Contains("2 Profile 4 started for meas_id 9 "));
+    ASSERT_TRUE(registrations("profile4") == 1 && registrations("") == 1);
     const auto reg = engine().liveNotificationRegistrations().back();
-    EXPECT_EQ(reg.name, "profile4");
-    EXPECT_EQ(reg.operatorName, "ROW");
-    EXPECT_EQ(reg.overrides.rssiHigh, 1);
-    EXPECT_EQ(reg.overrides.rssiLow, 1);
+    EXPECT_EQ(reg.operatorName + " " + std::to_string(reg.overrides.rssiHigh) + "/" +
+                  std::to_string(reg.overrides.rssiLow),
+              "ROW 1/1");
 
-    ASSERT_EQ(engine().activeTimerCount(), 2u);
-    client(kStopAllRequests);
+    managerSlot<ClientFn>(manager, kStopAllRequests)(manager, engine().dsd());
     EXPECT_EQ(engine().activeTimerCount(), 1u);
     EXPECT_TRUE(engine().timers.at(1).active) << "the other client's measurement stays";
-    EXPECT_EQ(liveRegistrations("profile4"), 0u);
-    EXPECT_EQ(liveRegistrations(""), 1u) << "the default profile survives";
+    EXPECT_EQ(registrations("profile4"), 0u);
+    EXPECT_EQ(registrations(""), 1u) << "the default profile survives";
 }
 
 }  // namespace

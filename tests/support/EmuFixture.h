@@ -1,4 +1,4 @@
-// Test fixture: a fresh emulated engine and helpers to look at what the plug-in did.
+// Test fixture: a fresh emulated engine and one view of what the plug-in logged.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -11,55 +11,40 @@
 
 namespace ylmtest {
 
-struct LogMatch {
-    int level;
-    int module;
-    std::string file;
-    std::string text;
-};
+using Strings = std::vector<std::string>;
+using ::testing::Contains;
+using ::testing::Not;
 
 class EmuTest : public ::testing::Test {
   protected:
     void SetUp() override { emu::Engine::instance().reset(); }
     emu::Engine& engine() { return emu::Engine::instance(); }
 
-    // Texts of the captured lines of one source file, in order.
-    std::vector<std::string> logTexts(const std::string& file) const {
-        std::vector<std::string> out;
+    // One source file's captured lines as "level text" from minLevel up, in order, each checked
+    // to carry that file's module; "line level text" where the line number is part of the
+    // contract.
+    static Strings logs(const std::string& file, int minLevel = 0, bool withLine = false) {
+        const int module = file == "src/WifiInformationElementParser" ? 10355
+                           : file == "src/HostapdWrapper"             ? 10359
+                                                                      : 10357;
+        Strings out;
         for (const auto& l : emu::Engine::instance().logs) {
-            if (l.file == file) {
-                out.push_back(l.text);
+            if (l.file == file && l.level >= minLevel) {
+                EXPECT_EQ(l.module, module) << l.text;
+                out.push_back((withLine ? std::to_string(l.line) + " " : "") +
+                              std::to_string(l.level) + " " + l.text);
             }
         }
         return out;
     }
-
-    // The first captured line with exactly this text, or null.
-    const emu::LogLine* findLog(const std::string& text) const {
-        for (const auto& l : emu::Engine::instance().logs) {
-            if (l.text == text) {
-                return &l;
-            }
+    // The same lines joined, each followed by "; ", for transcripts that read as one text.
+    static std::string transcript(const std::string& file, int minLevel = 0,
+                                  bool withLine = false) {
+        std::string out;
+        for (const std::string& l : logs(file, minLevel, withLine)) {
+            out += l + "; ";
         }
-        return nullptr;
-    }
-
-    // True when a line with this text, level, module and file was logged.
-    bool logged(int level, int module, const std::string& file, const std::string& text) const {
-        for (const auto& l : emu::Engine::instance().logs) {
-            if (l.level == level && l.module == module && l.file == file && l.text == text) {
-                return true;
-            }
-        }
-        return false;
-    }
-
-    size_t countLog(const std::string& text) const {
-        size_t n = 0;
-        for (const auto& l : emu::Engine::instance().logs) {
-            n += l.text == text ? 1 : 0;
-        }
-        return n;
+        return out;
     }
 };
 

@@ -11,7 +11,7 @@
 
 namespace ylmtest {
 
-using Lines = std::vector<std::string>;
+using Lines = Strings;
 using Sent = std::vector<std::pair<emu::DsdOp, std::vector<uint8_t>>>;
 using Proxy = WifiMeasurementRequest::CasProxy;
 
@@ -97,16 +97,6 @@ class ProfileTest : public EmuTest {
         Lines out;
         for (size_t i = from; i < engine().casCalls.size(); ++i) {
             out.push_back(describe(engine().casCalls[i]));
-        }
-        return out;
-    }
-    // "level text" of the library's lines from one source file, from minLevel up, in order.
-    Lines logLines(const std::string& file, int minLevel = 0) {
-        Lines out;
-        for (const auto& l : engine().logs) {
-            if (l.file == file && l.module == 10357 && l.level >= minLevel) {
-                out.push_back(std::to_string(l.level) + " " + l.text);
-            }
         }
         return out;
     }

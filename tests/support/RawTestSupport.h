@@ -19,14 +19,14 @@
 
 namespace ylmtest {
 
+constexpr const char* kRawFile = "src/RawMeasurement";
 using Raw = WifiMeasurementRequest::RawMeasurement;
 using Ind = dsd_start_wifi_meas_ind_msg_v01;
 using Report = dsd_wifi_meas_report_req_msg_v01;
 using Record = dsd_wifi_bssid_meas_type_v01;
-using Strings = std::vector<std::string>;
 using Mac = std::array<uint8_t, 6>;
-using BssidSpec = std::pair<Mac, std::vector<uint16_t>>;
-using SsidSpec = std::pair<std::string, std::vector<BssidSpec>>;  // "" asks for the associated AP
+using BssidEntry = std::pair<Mac, std::vector<uint16_t>>;           // a BSSID and its channels
+using SsidEntry = std::pair<std::string, std::vector<BssidEntry>>;  // "" asks for the associated AP
 
 // The manager linked to the emulated services (which links the provider), fed start and stop
 // indications; what linking logged and did is dropped.
@@ -40,7 +40,7 @@ class RawTest : public EmuTest {
     }
     static Mac mac(uint8_t b4) { return {2, 0, 0, 0, b4, 0}; }
     // Timing is marked valid when given; alpha is left invalid.
-    static Ind indication(int32_t id, uint64_t mask, const std::vector<SsidSpec>& ssids,
+    static Ind indication(int32_t id, uint64_t mask, const std::vector<SsidEntry>& ssids,
                           bool listValid = true, uint32_t sampling = 0, uint32_t reporting = 0) {
         const auto n = static_cast<uint32_t>(ssids.size());
         const uint8_t timed = sampling != 0 || reporting != 0;
@@ -52,7 +52,7 @@ class RawTest : public EmuTest {
             std::memcpy(e.ssid, ssids[i].first.data(), std::min<size_t>(ssids[i].first.size(), 33));
             e.bssid_list_len = static_cast<uint32_t>(ssids[i].second.size());
             for (size_t j = 0; j < ssids[i].second.size(); ++j) {
-                const BssidSpec& b = ssids[i].second[j];
+                const BssidEntry& b = ssids[i].second[j];
                 std::memcpy(e.bssid_list[j].bssid, b.first.data(), 6);
                 e.bssid_list[j].channel_list_len = static_cast<uint32_t>(b.second.size());
                 std::copy(b.second.begin(), b.second.end(), e.bssid_list[j].channel_list);
@@ -108,16 +108,17 @@ class RawTest : public EmuTest {
             engine().scriptedSupplicant().setReply(r.first, fixture(r.second));
         }
     }
-    // Supplicant events as "type:command" or "kind type:text"; a reply room follows when it is
-    // not the 4095 bytes of a command's reply buffer, or none for the other kinds.
-    Strings events() const {
-        Strings out;
+    // Supplicant events as "type:command; " or "kind type:text; "; a reply room follows when it
+    // is not the 4095 bytes of a command's reply buffer, or none for the other kinds.
+    std::string events() const {
+        std::string out;
         for (const auto& e : emu::Engine::instance().supplicantEvents) {
             const bool cmd = e.kind == emu::SupplicantEvent::Command;
-            out.push_back(
+            out +=
                 (cmd ? "" : std::string(emu::supplicantEventName(e.kind)) + " ") +
                 std::to_string(e.type) + ":" + e.text +
-                (e.replyRoom == (cmd ? 4095U : 0U) ? "" : " room " + std::to_string(e.replyRoom)));
+                (e.replyRoom == (cmd ? 4095U : 0U) ? "" : " room " + std::to_string(e.replyRoom)) +
+                "; ";
         }
         return out;
     }
@@ -131,21 +132,6 @@ class RawTest : public EmuTest {
             out += " " + std::to_string(id);
         }
         return out;
-    }
-    // One file's lines as "line level module text"; no line number where it is not pinned.
-    Strings logsOf(const std::string& file, bool withLine = true) const {
-        Strings out;
-        for (const auto& l : emu::Engine::instance().logs) {
-            if (l.file == file) {
-                out.push_back((withLine ? std::to_string(l.line) + " " : "") +
-                              std::to_string(l.level) + " " + std::to_string(l.module) + " " +
-                              l.text);
-            }
-        }
-        return out;
-    }
-    bool rawLogged(int level, const std::string& text) const {
-        return logged(level, 10357, "src/RawMeasurement", text);
     }
     TpxWifiClientMgr* mgr = TpxWifiClientMgr::getInstance();
     WifiInfoProvider* provider = WifiInfoProvider::getInstance();

@@ -6,6 +6,9 @@ namespace {
 
 using P = WifiInformationElementParser;
 using Bytes = std::vector<unsigned char>;
+using ylmtest::Contains;
+using ylmtest::Strings;
+constexpr const char* kIe = "src/WifiInformationElementParser";
 
 class ElementParserTest : public ylmtest::EmuTest {
   protected:
@@ -41,16 +44,6 @@ class ElementParserTest : public ylmtest::EmuTest {
         }
         return out;
     }
-    // Every captured line as "level text;", in order; all of them the element parser's.
-    std::string lines() {
-        std::string out;
-        for (const auto& l : engine().logs) {
-            EXPECT_TRUE(l.module == 10355 && l.file == "src/WifiInformationElementParser");
-            out += std::to_string(l.level) + " " + l.text + ";";
-        }
-        engine().logs.clear();
-        return out;
-    }
     BssLoad load(std::string hex) {
         BssLoad l{};
         l.channelUtilization = 65535;
@@ -83,11 +76,12 @@ TEST_F(ElementParserTest, ElementBodies) {
               "1 VHTOperationElement mChannelWidth=1 mSeg1CenterFreq=50;"
               "0 VHTOperationElement mChannelWidth=0 mSeg1CenterFreq=0;");
     EXPECT_EQ(read<P::ERPElement>({"", "04"}), "0 ERR;1 ERR;");
-    EXPECT_EQ(lines(),
-              "1 Invalid rate present;1 Invalid length of rate;1 Invalid length of rate;"
-              "1 HESSID not present;1 HESSID not present;1 Invalid Interworking element length;"
-              "1 Country Code not present;1 Valid country code value is present;"
-              "1 WifiInformationElementParser: CountryCode US;");
+    EXPECT_EQ(logs(kIe),
+              (Strings{"1 Invalid rate present", "1 Invalid length of rate",
+                       "1 Invalid length of rate", "1 HESSID not present", "1 HESSID not present",
+                       "1 Invalid Interworking element length", "1 Country Code not present",
+                       "1 Valid country code value is present",
+                       "1 WifiInformationElementParser: CountryCode US"}));
 }
 
 TEST_F(ElementParserTest, TlvWalkReadsHeaderAndBody) {
@@ -120,7 +114,7 @@ TEST_F(ElementParserTest, BssLoadChannelWidthWrapsIn16Bits) {
           W{ht("01") + vht("05", "00"), 20000}}) {
         EXPECT_EQ(load(hex).channelWidth, width) << hex;
     }
-    EXPECT_EQ(countLog("ERR Bad Frequency Value\n"), 1u);
+    EXPECT_THAT(logs(kIe), Contains("1 ERR Bad Frequency Value\n").Times(1));
     EXPECT_EQ(load(vht("01", "2a")).vhtSegment1, 36);
     EXPECT_EQ(load(vht("01", "06")).vhtSegment1, 0);
     EXPECT_EQ(load("0b0401001e00").channelUtilization, 65535);
@@ -130,9 +124,8 @@ TEST_F(ElementParserTest, BssLoadChannelWidthWrapsIn16Bits) {
 
     engine().logs.clear();
     load("0b0501001E0000");
-    EXPECT_EQ(lines(),
-              "1 Parsed TLV: id=11 len=5 ;1 1;1 0;1 30;1 0;1 0;"
-              "1 --- BSSLoadElement mChannelUtilization=30 (0%);");
+    EXPECT_EQ(logs(kIe), (Strings{"1 Parsed TLV: id=11 len=5 ", "1 1", "1 0", "1 30", "1 0", "1 0",
+                                  "1 --- BSSLoadElement mChannelUtilization=30 (0%)"}));
 }
 
 TEST_F(ElementParserTest, ElementMapKeepsFirstOfEachKnownId) {

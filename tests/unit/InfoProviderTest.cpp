@@ -5,15 +5,14 @@
 
 namespace {
 
-using ylmtest::fixture;
-using ylmtest::Strings;
+using namespace ylmtest;
 
 std::string summary(const WifiStatus& s) {
     return s.ssid + "|" + s.bssid + "|" + std::to_string(s.rssi) + "|" + std::to_string(s.freq) +
            "|" + s.wpaState + "|" + s.mode + "|" + std::to_string(s.wifiMode) + "|" + s.countryCode;
 }
 
-class InfoProviderTest : public ylmtest::RawTest {};
+class InfoProviderTest : public RawTest {};
 
 TEST_F(InfoProviderTest, HostapdCliSelectorOptionWordsAndCapturedOutput) {
     const std::string status = fixture("hostapd-status.txt"), a1000(1000, 'a');
@@ -34,9 +33,9 @@ TEST_F(InfoProviderTest, HostapdCliSelectorOptionWordsAndCapturedOutput) {
         std::string out = "kept|";
         EXPECT_EQ(HostapdWrapper::getInstance()->execHostapdCommand("STATUS", out), rc == 0);
         EXPECT_EQ(out, "kept|" + output) << chipset;
-        EXPECT_EQ(logsOf("src/HostapdWrapper"),
-                  Strings{rc == 0 ? "91 0 10359 Command : STATUS and Response: " + out
-                                  : "87 4 10359 forkExec failed with error 3"});
+        EXPECT_EQ(logs("src/HostapdWrapper", 0, true),
+                  Strings{rc == 0 ? "91 0 Command : STATUS and Response: " + out
+                                  : "87 4 forkExec failed with error 3"});
         ASSERT_EQ(engine().forkCalls.size(), 1U);
         const auto& call = engine().forkCalls[0];
         EXPECT_TRUE(call.cmdLine == line && call.bufferGiven && call.bufferSize == 1000U);
@@ -78,39 +77,19 @@ TEST_F(InfoProviderTest, StationP2pAndAccessPointQueriesStopAtEachFailure) {
     seen.push_back(std::to_string(provider->getBssLoadInfo("").channelUtilization));
     EXPECT_EQ(seen, (Strings{"testbed-2g|02:00:00:00:03:00|-61|2437|COMPLETED|station|5|US",
                              "||-61|5180|DISCONNECTED||-1|", "||0|0|||0|", "30", "0"}));
-    const std::string poll = "0:SIGNAL_POLL", stat = "0:STATUS", bss = "0:BSS 02:00:00:00:03:00";
-    EXPECT_EQ(events(), (Strings{poll,
-                                 stat,
-                                 bss,
-                                 poll,
-                                 stat,
-                                 bss,
-                                 poll,
-                                 stat,
-                                 poll,
-                                 poll,
-                                 stat,
-                                 "connect 1:",
-                                 "1:STATUS",
-                                 "disconnect 1:",
-                                 "connect 1:",
-                                 "1:STATUS",
-                                 "disconnect 1:",
-                                 "connect 1:",
-                                 "disconnect 1:",
-                                 "0:BSS 02:00:00:00:04:00",
-                                 "0:"}));
+    const std::string sta = "0:SIGNAL_POLL; 0:STATUS; ", bss = "0:BSS 02:00:00:00:03:00; ",
+                      p2p = "connect 1:; 1:STATUS; disconnect 1:; ";
+    EXPECT_EQ(events(), sta + bss + sta + bss + sta + "0:SIGNAL_POLL; " + sta + p2p + p2p +
+                            "connect 1:; disconnect 1:; 0:BSS 02:00:00:00:04:00; 0:; ");
     EXPECT_EQ(
-        logsOf("src/WifiInfoProvider"),
+        logs("src/WifiInfoProvider", 0, true),
         (Strings{
-            "121 1 10357 Bss command returned error", "110 1 10357 Status command returned error",
-            "100 1 10357 Signal Poll command returned error",
-            "162 0 10357 Response: BSSID: 06:00:00:00:00:00, Frequency: 2437, SSID: DIRECT-4m",
-            "152 1 10357 Error: sendCommandToSupplicant error",
-            "146 1 10357 Error: connectToSupplicant error",
-            "187 0 10357 Response: BSSID: 02:00:00:00:03:00, Frequency: 2437, SSID: testbed-2g",
-            "178 1 10357 Status command returned error",
-            "208 1 10357 Signal Poll command returned error"}));
+            "121 1 Bss command returned error", "110 1 Status command returned error",
+            "100 1 Signal Poll command returned error",
+            "162 0 Response: BSSID: 06:00:00:00:00:00, Frequency: 2437, SSID: DIRECT-4m",
+            "152 1 Error: sendCommandToSupplicant error", "146 1 Error: connectToSupplicant error",
+            "187 0 Response: BSSID: 02:00:00:00:03:00, Frequency: 2437, SSID: testbed-2g",
+            "178 1 Status command returned error", "208 1 Signal Poll command returned error"}));
 }
 
 TEST_F(InfoProviderTest, ScanFiltersAndOnlyTheFirstRequestDecidesOnBssLoad) {
@@ -119,12 +98,13 @@ TEST_F(InfoProviderTest, ScanFiltersAndOnlyTheFirstRequestDecidesOnBssLoad) {
     replies({{"SCAN_RESULTS", "sta-scan-results.txt"}});
     provider->startScan(reports, "2437,5180", "02:00:00:00:03:00", 7, nullptr, nullptr);
     engine().fireScanReady();
-    EXPECT_EQ(events(), (Strings{"bssid-filter 0:02:00:00:00:03:00", "frequency-filter 0:2437,5180",
-                                 "0:SCAN", "0:SCAN_RESULTS"}));
-    EXPECT_EQ(logsOf("src/WifiInfoProvider"),
-              (Strings{"285 1 10357 LTEU callback startScan called",
-                       "250 1 10357 WifiInfoProvider scanResultsReadyCb called",
-                       "223 4 10357 scanResultsReadyCb isBssLoadMask: 0"}));
+    EXPECT_EQ(events(),
+              "bssid-filter 0:02:00:00:00:03:00; frequency-filter 0:2437,5180; 0:SCAN; "
+              "0:SCAN_RESULTS; ");
+    EXPECT_EQ(logs("src/WifiInfoProvider", 0, true),
+              (Strings{"285 1 LTEU callback startScan called",
+                       "250 1 WifiInfoProvider scanResultsReadyCb called",
+                       "223 4 scanResultsReadyCb isBssLoadMask: 0"}));
 }
 
 }  // namespace

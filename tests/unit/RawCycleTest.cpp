@@ -4,9 +4,7 @@
 
 namespace {
 
-using ylmtest::Ind;
-using ylmtest::Raw;
-using ylmtest::Report;
+using namespace ylmtest;
 
 class RawCycleTest : public ylmtest::RawTest {};
 
@@ -83,9 +81,9 @@ TEST_F(RawCycleTest, ConnectedReportCarriesThePollsOwnRssiAndKeepsTheSequence) {
     raw->sendConnectedReport();
     expectReports(0, {report(1, 1, false, "testbed-2g", {rec(mac(3), 2437, 1, -20, 0)})});
     EXPECT_EQ(raw->getReportSeq(), 1U);
-    EXPECT_EQ(logTexts("src/RawMeasurement").back(), "sendConnectedReport bssid 2:0:0:0:3:0");
-    EXPECT_TRUE(rawLogged(1, "sendConnectedReport ssid called testbed-2g"));
-    EXPECT_TRUE(rawLogged(1, "sendConnectedReport channel :2437  signal :-20"));
+    EXPECT_EQ(logs(kRawFile).back(), "1 sendConnectedReport bssid 2:0:0:0:3:0");
+    EXPECT_THAT(logs(kRawFile), Contains("1 sendConnectedReport ssid called testbed-2g"));
+    EXPECT_THAT(logs(kRawFile), Contains("1 sendConnectedReport channel :2437  signal :-20"));
 }
 
 }  // namespace

@@ -6,13 +6,13 @@
 
 namespace {
 
-using ylmtest::Strings;
+using namespace ylmtest;
 
-class RawDecodeTest : public ylmtest::RawTest {
+class RawDecodeTest : public RawTest {
   protected:
     // The filter texts, then each request as "ssid<RSSI, load, reserved flags>{bssid=channels}";
     // BSSIDs show their last two bytes.
-    std::string decode(const ylmtest::Ind& ind) {
+    std::string decode(const Ind& ind) {
         auto raw = make(ind);
         raw->parseMeasurementRequestTpxMessage();
         std::string out = raw->getBssidFilter() + " | " + raw->getChannelFilter() + " |";
@@ -34,9 +34,9 @@ class RawDecodeTest : public ylmtest::RawTest {
 TEST_F(RawDecodeTest, ParameterMaskTimingAndAlpha) {
     // {mask, alpha valid, alpha, refusal, alpha taken}: alpha only strictly between 0 and 1.
     const std::vector<std::tuple<uint64_t, uint8_t, float, std::string, std::string>> cases = {
-        {0, 1, 0.25F, "1 10357 No params specified for measurement", "0.250000"},
-        {4, 1, 0.999F, "1 10357 Measurement parameters does not include RSSI", "0.999000"},
-        {1ULL << 32, 1, 1.0F, "1 10357 Measurement parameters does not include RSSI", "0.500000"},
+        {0, 1, 0.25F, "1 No params specified for measurement", "0.250000"},
+        {4, 1, 0.999F, "1 Measurement parameters does not include RSSI", "0.999000"},
+        {1ULL << 32, 1, 1.0F, "1 Measurement parameters does not include RSSI", "0.500000"},
         {1, 1, 0.0F, "", "0.500000"},
         {5, 1, -0.5F, "", "0.500000"},
         {~0ULL, 1, 1.5F, "", "0.500000"},
@@ -45,26 +45,26 @@ TEST_F(RawDecodeTest, ParameterMaskTimingAndAlpha) {
     for (const auto& [mask, alphaValid, alpha, refusal, taken] : cases) {
         engine().reset();
         const bool timed = mask % 2 == 0;  // timing is taken even when refused
-        ylmtest::Ind ind = indication(1, mask, {}, true, timed ? 7 : 0, 0);
+        Ind ind = indication(1, mask, {}, true, timed ? 7 : 0, 0);
         ind.sampling_interval = timed ? 7 : 9;  // odd masks: present but not marked valid
         ind.alpha_valid = alphaValid;
         ind.alpha = alpha;
         EXPECT_EQ(make(ind)->isConfigParamOk(), refusal.empty()) << mask;
-        Strings want = {"2 10357 RawMeasurement Xtor",
+        Strings want = {"2 RawMeasurement Xtor",
                         refusal,
-                        std::string("0 10357 samplingInterval  : ") + (timed ? "7" : "2"),
-                        std::string("0 10357 reportingInterval : ") + (timed ? "0" : "5"),
-                        "0 10357 alpha             : " + taken,
-                        "2 10357 RawMeasurement D-Xtor"};
+                        std::string("0 samplingInterval  : ") + (timed ? "7" : "2"),
+                        std::string("0 reportingInterval : ") + (timed ? "0" : "5"),
+                        "0 alpha             : " + taken,
+                        "2 RawMeasurement D-Xtor"};
         want.erase(std::remove(want.begin(), want.end(), ""), want.end());
-        EXPECT_EQ(logsOf("src/RawMeasurement", false), want);
+        EXPECT_EQ(logs(kRawFile), want);
     }
 }
 
 TEST_F(RawDecodeTest, FilterTextsComeFromTheLastEntryWhileEveryEntryKeepsItsMap) {
     const std::string almostAny = std::string(31, '\xff') + "x", a32(32, 'a');
-    const ylmtest::Mac any{0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
-    const std::vector<std::pair<std::vector<ylmtest::SsidSpec>, std::string>> cases = {
+    const Mac any{0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
+    const std::vector<std::pair<std::vector<SsidEntry>, std::string>> cases = {
         {{{"a", {{mac(3), {1, 6}}, {mac(4), {11}}}}, {"b", {{mac(5), {36}}}}},
          "02:00:00:00:05:00 | 36 | a110{ 03:00=1,6, 04:00=11,} b110{ 05:00=36,}"},
         {{{"n", {{mac(3), {1, 6}}, {mac(4), {6, 11}}}}},  // duplicates: kept in text, not in set
@@ -82,15 +82,14 @@ TEST_F(RawDecodeTest, FilterTextsComeFromTheLastEntryWhileEveryEntryKeepsItsMap)
     for (const auto& [ssids, decoded] : cases) {
         EXPECT_EQ(decode(indication(1, 5, ssids)), decoded);
     }
-    EXPECT_EQ(countLog("Any SSID found "), 1U);
+    EXPECT_THAT(logs(kRawFile), Contains("1 Any SSID found ").Times(1));
     engine().logs.clear();
     EXPECT_EQ(decode(indication(1, 5, {{"x", {{mac(3), {1}}}}}, false)), " |  |");  // no list
-    EXPECT_EQ(logTexts("src/RawMeasurement"),
-              (Strings{"RawMeasurement Xtor", "RawMeasurement D-Xtor"}));
+    EXPECT_EQ(logs(kRawFile), (Strings{"2 RawMeasurement Xtor", "2 RawMeasurement D-Xtor"}));
 }
 
 TEST_F(RawDecodeTest, ListLengthsBeyondCapacityAreClamped) {
-    ylmtest::Ind ind = indication(1, 1, {{"a", {{mac(3), {1}}}}});
+    Ind ind = indication(1, 1, {{"a", {{mac(3), {1}}}}});
     ind.ssid_list_len = 1000;
     ind.ssid_list[0].bssid_list_len = 17;
     ind.ssid_list[0].bssid_list[0].channel_list_len = 0xFFFFFFFFU;
@@ -101,7 +100,7 @@ TEST_F(RawDecodeTest, ListLengthsBeyondCapacityAreClamped) {
          {"ssid_list_len 1000 is above its capacity 8: only 8 entries read",
           "bssid_list_len 17 is above its capacity 16: only 16 entries read",
           "channel_list_len 4294967295 is above its capacity 16: only 16 entries read"}) {
-        EXPECT_TRUE(rawLogged(3, clamp));
+        EXPECT_THAT(logs(kRawFile, 3), Contains(std::string("3 ") + clamp));
     }
 }
 

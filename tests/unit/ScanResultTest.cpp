@@ -127,7 +127,8 @@ TEST_F(ScanResultTest, ChannelAndBssidSelection) {
         r.filterData(reports);
         EXPECT_EQ(join(r.matches), want) << bssid << " " << codes.size();
     }
-    EXPECT_EQ(countLog("WifiScanResult::findPartialKey  AnySSID a3 2412"), 1u);
+    EXPECT_THAT(logs("src/WifiScanResult"),
+                ylmtest::Contains("1 WifiScanResult::findPartialKey  AnySSID a3 2412").Times(1));
     filter({report("AnySSID", kAny, {ANY_CHANNEL})});
     EXPECT_EQ(join(scan.reportBySsid), "Far Home HomeNet Home~x Office");  // each under its own
 }
@@ -138,25 +139,19 @@ TEST_F(ScanResultTest, SsidGroupsByPrefixFirstGroupWinsAndTheDump) {
                       report("Nope", "a1", {2412}), report("Nowhere", "zz", {ANY_CHANNEL})}),
               "a1 a2 a1 a3");
     // HomeNet is filed under Home; a group once made is kept; no hit at all makes no group.
-    std::string lines;
-    for (const auto& l : engine().logs) {
-        EXPECT_TRUE(l.file == "src/WifiScanResult" && l.level == 1 && l.module == 10357);
-        lines += std::to_string(l.line) + " " + l.text + ";";
-    }
-    EXPECT_EQ(lines,
-              "198 WifiScanResult::findPartialKey  Home ff:ff:ff:ff:ff:ff 65535;"
-              "198 WifiScanResult::findPartialKey  Home a1 1;"
-              "198 WifiScanResult::findPartialKey  Office a2 2437;"
-              "198 WifiScanResult::findPartialKey  AnySSID a3 3;"
-              "198 WifiScanResult::findPartialKey  Nope a1 2412;"
-              "198 WifiScanResult::findPartialKey  Nowhere zz 65535;"
-              "243 dumpReport after filterData;"
-              "254 ssid :Home;255 bssid lsit length :2;"
-              "261 RawMeasurement bssid channel a1  2412  -40;"
-              "261 RawMeasurement bssid channel a2  2437  -50;"
-              "254 ssid :Nope;255 bssid lsit length :0;"
-              "254 ssid :Office;255 bssid lsit length :1;"
-              "261 RawMeasurement bssid channel a3  5180  -60;");
+    EXPECT_EQ(transcript("src/WifiScanResult", 0, true),
+              "198 1 WifiScanResult::findPartialKey  Home ff:ff:ff:ff:ff:ff 65535; "
+              "198 1 WifiScanResult::findPartialKey  Home a1 1; "
+              "198 1 WifiScanResult::findPartialKey  Office a2 2437; "
+              "198 1 WifiScanResult::findPartialKey  AnySSID a3 3; "
+              "198 1 WifiScanResult::findPartialKey  Nope a1 2412; "
+              "198 1 WifiScanResult::findPartialKey  Nowhere zz 65535; "
+              "243 1 dumpReport after filterData; 254 1 ssid :Home; 255 1 bssid lsit length :2; "
+              "261 1 RawMeasurement bssid channel a1  2412  -40; "
+              "261 1 RawMeasurement bssid channel a2  2437  -50; "
+              "254 1 ssid :Nope; 255 1 bssid lsit length :0; "
+              "254 1 ssid :Office; 255 1 bssid lsit length :1; "
+              "261 1 RawMeasurement bssid channel a3  5180  -60; ");
 }
 
 }  // namespace

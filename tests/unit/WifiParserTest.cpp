@@ -5,6 +5,8 @@
 
 namespace {
 
+using ylmtest::Contains;
+using ylmtest::Strings;
 using Parse = void (WifiParser::*)(const char*, WifiStatus&);
 const Parse kStatus = &WifiParser::parseStatusCmdData, kPoll = &WifiParser::parseSignalPollCmdData,
             kAp = &WifiParser::parseApStatusCmdData, kP2p = &WifiParser::parseP2pStatusCmdData,
@@ -27,20 +29,10 @@ std::string str(const BssLoad& l) {
 
 class WifiParserTest : public ylmtest::EmuTest {
   protected:
-    // This file's lines as "level text;", in order; every one under the library's module.
-    std::string lines() {
-        std::string out;
-        for (const auto& l : engine().logs) {
-            if (l.file == "src/WifiParser") {
-                EXPECT_EQ(l.module, 10357);
-                out += std::to_string(l.level) + " " + l.text + ";";
-            }
-        }
-        return out;
-    }
+    // Each text was logged at this level.
     void expectLogged(int level, std::initializer_list<const char*> texts) {
         for (const char* text : texts) {
-            EXPECT_TRUE(logged(level, 10357, "src/WifiParser", text)) << text;
+            EXPECT_THAT(logs("src/WifiParser"), Contains(std::to_string(level) + " " + text));
         }
     }
     WifiParser& parser = *WifiParser::getInstance();
@@ -109,16 +101,16 @@ TEST_F(WifiParserTest, WhatEachReplyParserLogs) {
                       std::to_string(parser.parseScanData(text).byBssid.size()),
                   want);
     }
-    EXPECT_EQ(lines(),
-              "0 Ignoring key: ie ;0 Ignoring key: ssid[0] ;1 Value is null for key: b\nbare;"
-              "1 parseSignalPollCmdData sizeof: 4;1 signalPollData: ie=dd0100\nssid[0]=a=b\nbare;"
-              "1 Ignoring key: ie;1 Ignoring key: ssid[0];1 Value is null for key: b\nbare;"
-              "1 ie found: dd0100 \n;1 Ignoring key: ssid[0];1 Value is null for key: b\nbare;"
-              "1 ie found: dd0100;1 Parsed ie channel Utilization : 65535;"
-              "1 Ignoring key: ssid[0];1 Value is null for key: b\nbare;"
-              "1 parseSignalPollCmdData sizeof: 4;1 signalPollData: ;"
-              "4 rspData is NULL;4 rspData is NULL;4 rspData is NULL;4 rspData is NULL;"
-              "4 rspData is NULL;4 rspData is NULL;4 a_tag_list is NULL;4 a_tag_list is NULL;");
+    EXPECT_EQ(transcript("src/WifiParser"),
+              "0 Ignoring key: ie ; 0 Ignoring key: ssid[0] ; 1 Value is null for key: b\nbare; "
+              "1 parseSignalPollCmdData sizeof: 4; 1 signalPollData: ie=dd0100\nssid[0]=a=b\nbare; "
+              "1 Ignoring key: ie; 1 Ignoring key: ssid[0]; 1 Value is null for key: b\nbare; "
+              "1 ie found: dd0100 \n; 1 Ignoring key: ssid[0]; 1 Value is null for key: b\nbare; "
+              "1 ie found: dd0100; 1 Parsed ie channel Utilization : 65535; "
+              "1 Ignoring key: ssid[0]; 1 Value is null for key: b\nbare; "
+              "1 parseSignalPollCmdData sizeof: 4; 1 signalPollData: ; 4 rspData is NULL; "
+              "4 rspData is NULL; 4 rspData is NULL; 4 rspData is NULL; 4 rspData is NULL; "
+              "4 rspData is NULL; 4 a_tag_list is NULL; 4 a_tag_list is NULL; ");
 }
 
 TEST_F(WifiParserTest, BssRepliesGiveModeHessidCountryAndLoad) {
@@ -179,7 +171,7 @@ TEST_F(WifiParserTest, MacAndOctetText) {
         parser.StringToMac(mac, t);
     }
     EXPECT_STREQ(WifiParser::MacAddressToString(mac), "06:00:00:00:04:00");
-    EXPECT_EQ(countLog("Malformed mac address!"), 4u);
+    EXPECT_THAT(logs("src/WifiParser"), Contains("4 Malformed mac address!").Times(4));
 
     parser.getBSSID(mac, "02:00::00:00:04");  // five fields: octet 5 stays
     EXPECT_STREQ(WifiParser::MacAddressToString(mac), "02:00:00:00:04:00");
