@@ -1,5 +1,6 @@
-// What ylm-sim prints: the built-in scenario against its expected output, the JSON lines, and
-// the example scenarios.
+// What ylm-sim prints: the built-in scenario against its expected output (which shows every kind
+// of message decoded), the JSON lines, what the decoder makes of odd records, and the example
+// scenarios.
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
@@ -8,7 +9,9 @@
 #include <map>
 #include <sstream>
 
+#include "Printer.h"
 #include "SimSupport.h"
+#include "emu/DsdDecoder.h"
 
 namespace {
 
@@ -104,6 +107,20 @@ TEST(DefaultScenario, ExpectedOutputHoldsTheCapturedFacts) {
         R"(50 0 2 "DIRECT-4m" "06:00:00:00:00:00" 0 0 2437 0 "00:00:00:00:00:00" "")",
         "55 0 1 0 0 0", "55 2 0 " + sta + R"( 0 0 2437 5 "02:00:00:00:03:00" "US")", "55 0"};
     EXPECT_EQ(facts, want);
+}
+
+// A record of the wrong size is named, not read; a stray reserved byte shows.
+TEST(DsdJson, WrongSizeAndStrayReservedBytes) {
+    std::vector<std::string> sub;
+    const emu::DsdMessage bad{nullptr, emu::DsdOp::WqeProfileStatus, 0, {1, 2, 3}};
+    EXPECT_EQ(emu::toJson(bad, 1) + " " + ylmsim::Printer::describe(bad, sub),
+              R"({"op":"sendWqeProfileStatus","time":0,"dsd":1,"error":"unexpected size 3"} )"
+              R"(error="unexpected size 3")");
+    emu::DsdMessage report{nullptr, emu::DsdOp::WifiMeasurementReport, 0,
+                           std::vector<uint8_t>(sizeof(dsd_wifi_meas_report_req_msg_v01))};
+    EXPECT_NE(emu::toJson(report).find(R"("reserved_zero":true})"), std::string::npos);
+    report.bytes.back() = 1;
+    EXPECT_NE(emu::toJson(report).find(R"("reserved_zero":false})"), std::string::npos);
 }
 
 TEST(ExampleScenarios, AllRunToTheirEnd) {
