@@ -1,10 +1,12 @@
-// Every parser of daemon text: the first byte picks the parser (and, above 13, one of its
-// options), the rest is its input as an exact-size NUL-terminated heap copy, so that a read past
-// the terminator is caught.
+// Every parser of daemon text, and hostapd_cli output through the access-point channel: the first
+// byte picks the parser (and, above 14, one of its options), the rest is its input as an
+// exact-size NUL-terminated heap copy, so that a read past the terminator is caught.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
+#include "HostapdWrapper.h"
+#include "WifiInfoProvider.h"
 #include "WifiInformationElementParser.h"
 #include "WifiParser.h"
 #include "emu/Engine.h"
@@ -23,8 +25,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     WifiStatus status;
     BssLoad load{};
     unsigned char mac[6] = {};
-    const unsigned option = data[0] / 13U;
-    switch (data[0] % 13) {
+    const unsigned option = data[0] / 14U;
+    switch (data[0] % 14) {
         case 0:
             parser.parseStatusCmdData(text, status);
             break;
@@ -80,10 +82,29 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             parser.extractOctetStr(text, static_cast<int>(option % 8), 6, ':', out);
             break;
         }
-        default: {
+        case 12: {
             unsigned char octets[10] = {};
             std::memcpy(octets, data + 1, size - 1 < sizeof(octets) ? size - 1 : sizeof(octets));
             WifiParser::BCDToString(octets, static_cast<unsigned char>(size > 1 ? data[1] : 0));
+            break;
+        }
+        default: {  // option: the chipset type (bits 0-2) and a failing command (bit 3)
+            emu::Engine& e = emu::Engine::instance();
+            e.reset();
+            e.chipsetType = static_cast<int>(option & 7U);
+            const int rc = (option & 8U) != 0 ? 1 : 0;
+            e.scriptedForkExec().setResult(
+                HostapdWrapper::HOSTAPD_CLI_CMD +
+                    (e.chipsetType == 4 ? " -i softap0 " : " -i wlan0 ") + "STATUS",
+                std::string(reinterpret_cast<const char*>(data) + 1, size - 1), rc);
+            WifiInfoProvider::getInstance()->initializeLinks(e.supplicant());
+            WifiInfoProvider::getInstance()->getAPStatus();
+            std::string captured = "x";
+            const bool ok = HostapdWrapper::getInstance()->execHostapdCommand("STATUS", captured);
+            // Never more than the capture buffer holds, and nothing appended on failure.
+            if (captured.size() > 1001 || (!ok && captured != "x") || ok != (rc == 0)) {
+                __builtin_trap();
+            }
             break;
         }
     }
