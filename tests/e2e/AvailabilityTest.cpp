@@ -170,6 +170,31 @@ TEST_F(AvailabilityTest, SoftApAndP2pGroupUpAndDown) {
     EXPECT_EQ(report(c), Sent{sentAvail(other)});
 }
 
+// The station's other network type and a one-letter location code; P2P groups in other states,
+// with an address that does not read, and an SSID of the full 32 bytes kept for "down".
+TEST_F(AvailabilityTest, OtherTypesStatesAndFullLengthTexts) {
+    auto c = station(1, 1, 1);
+    c.netType = 254;
+    EXPECT_EQ(report(c), (Sent{quality(0, 0), stationMsg(2, 1)}));
+    std::memcpy(c.countryCode, "D", 2);
+    const Sent out = report(c);
+    ASSERT_EQ(out.size(), 2U);
+    EXPECT_EQ(
+        std::string(reinterpret_cast<const char*>(&out[1].second[offsetof(Msg, country_code)]), 2),
+        std::string("D", 2));
+    auto& sup = engine().scriptedSupplicant();
+    const std::string x32(32, 'x');
+    sup.setReply("STATUS", "wpa_state=ASSOCIATED\nip_address=10.0.0.256\n", 1);
+    auto assoc = zeroed<Msg>();
+    assoc.wlan_type_valid = assoc.conn_status_valid = assoc.conn_status = assoc.ipv4_addr_valid = 1;
+    EXPECT_EQ(report(group(101, 1)), Sent{sentAvail(assoc)});
+    EXPECT_THAT(logs(kProxy, 4),
+                Contains("4 inet_pton return 0, unable to convert ipv4 from string to uint32_t"));
+    sup.setReply("STATUS", "wpa_state=SCANNING\nmode=station\nssid=" + x32 + "\n", 1);
+    EXPECT_EQ(report(group(101, 1)), Sent{sentAvail(avail(1, 0, x32))});
+    EXPECT_EQ(report(group(101, 0)), Sent{sentAvail(avail(0, 0, x32))});
+}
+
 TEST_F(AvailabilityTest, WifiStateReachesTheModemAndNullArgumentsAreRefused) {
     for (bool on : {true, false}) {
         ASSERT_EQ(engine().deliverWifiState(on), 1U);

@@ -111,10 +111,10 @@ TEST_F(ElementParserTest, BssLoadChannelWidthWrapsIn16Bits) {
           W{ht("00") + vht("01", "00"), 20000}, W{vht("02", "00"), 20000}, W{ht("05"), 40000},
           W{ht("05") + vht("00", "00"), 40000}, W{ht("80") + vht("01", "00"), 14464},  // any bit
           W{vht("02", "00") + ht("01"), 28928}, W{ht("01") + vht("03", "00"), 0},
-          W{ht("01") + vht("05", "00"), 20000}}) {
+          W{ht("01") + vht("04", "00"), 20000}, W{ht("01") + vht("05", "00"), 20000}}) {
         EXPECT_EQ(load(hex).channelWidth, width) << hex;
     }
-    EXPECT_THAT(logs(kIe), Contains("1 ERR Bad Frequency Value\n").Times(1));
+    EXPECT_THAT(logs(kIe), Contains("1 ERR Bad Frequency Value\n").Times(2));
     EXPECT_EQ(load(vht("01", "2a")).vhtSegment1, 36);
     EXPECT_EQ(load(vht("01", "06")).vhtSegment1, 0);
     EXPECT_EQ(load("0b0401001e00").channelUtilization, 65535);

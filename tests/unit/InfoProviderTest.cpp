@@ -107,4 +107,26 @@ TEST_F(InfoProviderTest, ScanFiltersAndOnlyTheFirstRequestDecidesOnBssLoad) {
                        "223 4 scanResultsReadyCb isBssLoadMask: 0"}));
 }
 
+// Before the engine hands over its channel every query returns an empty record and says why.
+class InfoProviderUnlinked : public EmuTest {};
+
+TEST_F(InfoProviderUnlinked, QueriesSayWhatIsMissingUntilLinked) {
+    emu::Engine& e = engine();
+    WifiInfoProvider* p = WifiInfoProvider::getInstance();
+    std::list<MeasurementRequestReport> none;
+    p->startScan(none, "", "", 1, nullptr, nullptr);
+    EXPECT_EQ(logs("src/WifiInfoProvider"), (Strings{"1 LTEU callback startScan called",
+                                                     "3 SupplicantWrapper instance is null"}));
+    e.logs.clear();
+    std::string seen = summary(p->getSTAStatus());
+    seen += summary(p->getP2pStatus());
+    EXPECT_EQ(seen + summary(p->getAPStatus()), "||0|0|||-1|||0|0|||0|||0|0|||0|");
+    EXPECT_EQ(p->getBssLoadInfo("02:00:00:00:03:00").channelUtilization, 0);
+    p->initializeLinks(e.supplicant());
+    EXPECT_EQ(transcript("src/WifiInfoProvider", 0, true),
+              "94 3 SupplicantWrapper instance is null; 140 3 SupplicantWrapper instance is null; "
+              "173 3 HostapdWrapper instance is null; 202 4 SupplicantWrapper instance is null; "
+              "76 1 WifiInfoProvider intialize done; ");
+}
+
 }  // namespace

@@ -86,4 +86,13 @@ TEST_F(RawCycleTest, ConnectedReportCarriesThePollsOwnRssiAndKeepsTheSequence) {
     EXPECT_THAT(logs(kRawFile), Contains("1 sendConnectedReport channel :2437  signal :-20"));
 }
 
+TEST_F(RawCycleTest, CallbacksWithoutTheirObjectDoNothing) {
+    EXPECT_EQ(Raw::samplingTimerExprCb(nullptr) + Raw::reportingTimerExprCb(nullptr), -2);
+    Raw::scanResultsCb(nullptr, nullptr);
+    EXPECT_EQ(logs(kRawFile), (Strings{"3 arg is null", "3 arg is null",
+                                       "1 LTEU callback RawMeasurement scanResultsCb called ",
+                                       "4 RawMeasurement self is null"}));
+    EXPECT_TRUE(engine().messages.empty() && engine().supplicantEvents.empty());
+}
+
 }  // namespace

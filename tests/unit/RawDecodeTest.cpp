@@ -102,6 +102,11 @@ TEST_F(RawDecodeTest, ListLengthsBeyondCapacityAreClamped) {
           "channel_list_len 4294967295 is above its capacity 16: only 16 entries read"}) {
         EXPECT_THAT(logs(kRawFile, 3), Contains(std::string("3 ") + clamp));
     }
+    engine().logs.clear();  // lists exactly at capacity are read whole, without a word
+    ind.ssid_list_len = 8;
+    ind.ssid_list[0].bssid_list_len = ind.ssid_list[0].bssid_list[0].channel_list_len = 16;
+    decode(ind);
+    EXPECT_TRUE(logs(kRawFile, 3).empty());
 }
 
 }  // namespace
