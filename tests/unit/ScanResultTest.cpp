@@ -73,7 +73,9 @@ TEST_F(ScanResultTest, KeysByFrequencyBssidAndBand) {
     using F = std::pair<const char*, const char*>;
     for (const auto& [freq, want] :
          {F{"2412", "b&2412 b&24ghtz|2412&b 24ghtz&b"},
-          F{"3660", "b&3660 b&36ghtz|3660&b 36ghtz&b"}, F{"5825", "b&5825 b&5ghtz|5825&b 5ghtz&b"},
+          F{"3657", "b&3657 b&36ghtz|3657&b 36ghtz&b"},
+          F{"3692", "b&3692 b&36ghtz|3692&b 36ghtz&b"}, F{"5035", "b&5035 b&5ghtz|5035&b 5ghtz&b"},
+          F{"5825", "b&5825 b&5ghtz|5825&b 5ghtz&b"},
           F{"67948", "b&24ghtz b&67948|24ghtz&b 67948&b"}, F{"2300", "b& b&2300|&b 2300&b"},
           F{"5826", "b& b&5826|&b 5826&b"}, F{"", "b&|&b"}, F{"0", "b&0|0&b"}, F{"x", "b&x|x&b"}}) {
         WifiScanResult r;

@@ -190,8 +190,9 @@ TEST_F(WifiParserTest, MacAndOctetText) {
         EXPECT_FALSE(parser.extractOctetStr(p, index, 6, ':', out)) << p << index;
     }
     using O = std::pair<const char*, int>;
-    for (const auto& [octet, value] : {O{"", 0}, O{"A0", 160}, O{"fF", 255}, O{"7", 0x70},
-                                       O{"zz", 83}, O{"abc", 0xc0}, O{"1 ", 0}}) {
+    for (const auto& [octet, value] :
+         {O{"", 0}, O{"A0", 160}, O{"fF", 255}, O{"7", 0x70}, O{"zz", 83}, O{"abc", 0xc0},
+          O{"9F", 0x9f}, O{"1_", 0}, O{"@1", 0}}) {
         EXPECT_EQ(parser.genNumericOctet(octet), value) << octet;
     }
 }
