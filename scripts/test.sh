@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # The whole test suite, as CI runs it:
+#   0. the size of the tests against the code (scripts/test-size.sh, fails above 35 %);
 #   1. host build (gcc) and its tests (unit, end-to-end, load, simulator, symbol/ABI checks),
 #      then clang-format and clang-tidy over the sources;
 #   2. the same suite built with clang and ASan+UBSan (any finding fails);
@@ -52,6 +53,8 @@ run_stage() {
 }
 
 skipped() { [[ "$skip" == *" $1 "* ]] && echo "=== $1: skipped (YLM_SKIP)"; }
+
+run_stage "test size" scripts/test-size.sh
 
 if run_stage "host build" bash -c 'cmake --preset default >/dev/null && cmake --build --preset default'; then
     run_ctest "host tests" --preset default
