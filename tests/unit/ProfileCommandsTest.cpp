@@ -124,7 +124,8 @@ TEST_F(ProfileTest, LookUpUsesZeroForAnAbsentIdButStartAndStopUseTheField) {
     const WifiMeasurementRequest* kept = mgr->requests().at({engine().dsd(), 5, 8}).request;
     engine().logs.clear();
     init(8, 5, false);
-    EXPECT_EQ(logLines("src/WifiMeasurementRequest"), Lines{"2 WifiMeasurementRequest Xtor Quality"});
+    EXPECT_EQ(logLines("src/WifiMeasurementRequest"),
+              Lines{"2 WifiMeasurementRequest Xtor Quality"});
     EXPECT_EQ(logLines("src/CasProxy"),
               Lines{"2 CasProxy Xtor for profile 8 RSSI high override 1 RSSI Low override 1"});
     EXPECT_EQ(mgr->requests().at({engine().dsd(), 5, 8}).request, kept);
