@@ -75,47 +75,36 @@ size_t completeRows(const std::string& seen, size_t rows) {
     return !seen.empty() && seen.back() == '\n' ? rows : rows - std::min<size_t>(rows, 1);
 }
 
-const char* elementName(unsigned id) {
-    switch (id) {
-        case 0:
-            return "SSID";
-        case 1:
-            return "Supported Rates";
-        case 7:
-            return "Country";
-        case 11:
-            return "BSS Load";
-        case 42:
-            return "ERP";
-        case 50:
-            return "Extended Supported Rates";
-        case 61:
-            return "HT Operation";
-        case 107:
-            return "Interworking";
-        case 192:
-            return "VHT Operation";
-        default:
-            return nullptr;
+// The elements the plug-in reads, and what a report takes from each (null: nothing of its own).
+struct KnownElement {
+    unsigned id;
+    const char* name;
+    const char* use;
+};
+constexpr KnownElement kElements[] = {
+    {0, "SSID", nullptr},
+    {1, "Supported Rates", "Wi-Fi generation"},
+    {7, "Country", "country code"},
+    {11, "BSS Load", "BSS load (channel utilization)"},
+    {42, "ERP", "Wi-Fi generation"},
+    {50, "Extended Supported Rates", nullptr},
+    {61, "HT Operation", "Wi-Fi generation"},
+    {107, "Interworking", "HESSID"},
+    {192, "VHT Operation", "Wi-Fi generation"},
+};
+
+const KnownElement* known(unsigned id) {
+    for (const auto& e : kElements) {
+        if (e.id == id) {
+            return &e;
+        }
     }
+    return nullptr;
 }
 
-// What a report takes from an element, if anything.
-const char* elementUse(unsigned id) {
-    switch (id) {
-        case 11:
-            return "BSS load (channel utilization)";
-        case 1:
-        case 42:
-        case 61:
-        case 192:
-            return "Wi-Fi generation";
-        case 107:
-            return "HESSID";
-        case 7:
-            return "country code";
-        default:
-            return nullptr;
+void addOnce(std::vector<std::string>& items, const std::string& item) {
+    if (std::find(items.begin(), items.end(), item) == items.end()) {
+        items.push_back(item);
     }
 }
 
@@ -176,17 +165,17 @@ void Explainer::cutTable(const std::string& whole, const std::string& seen) {
     const size_t complete = completeRows(seen, read.size());
     std::string text = "the table is " + std::to_string(whole.size()) +
                        " bytes but the plug-in's reply buffer holds " +
-                       std::to_string(seen.size()) +
+                       std::to_string(seen.size()) + " of them" +
                        ", and the daemon lists access points in the order it first saw them";
     if (all.size() > read.size()) {
         const size_t first = read.size() + 1;
         const size_t lost = all.size() - read.size();
         text += ": the last " +
-                (lost == 1 ? rowName(first, all[first - 1][0])
+                (lost == 1 ? rowName(first, all[first - 1][0]) + " never reaches"
                            : std::to_string(lost) + " rows (" + std::to_string(first) + " to " +
                                  std::to_string(all.size()) + ", from " +
-                                 bssidText(all[first - 1][0]) + " on)") +
-                " never reach the plug-in and are missing from every report";
+                                 bssidText(all[first - 1][0]) + " on) never reach") +
+                " the plug-in and " + (lost == 1 ? "is" : "are") + " missing from every report";
     }
     if (complete < read.size()) {
         const size_t row = read.size();
@@ -250,8 +239,9 @@ void Explainer::emptyColumn(const std::string& seen) {
         }
     }
     std::string text = rowName(odd, rows[odd - 1][0]) + " has " + what +
-                       " and the reader skips empty columns, so from there on fields come from "
-                       "the wrong columns: " +
+                       ", and the reader takes each field from the next one in the table, "
+                       "skipping empty ones, so from there on fields come from the wrong "
+                       "columns: " +
                        std::to_string(misread.size()) + " record" +
                        (misread.size() == 1 ? "" : "s") + " read as " + joined(shown) +
                        (misread.size() > shown.size() ? "; ..." : "") +
@@ -326,42 +316,36 @@ void Explainer::bssReply(const std::string& cmd, const std::string& text) {
         if (!walk.endedByEmpty) {
             continue;
         }
-        std::set<std::string> before;
+        std::set<std::string> kept;  // what the elements read before it still give
         for (const auto& e : walk.read) {
-            if (elementUse(e.id) != nullptr) {
-                before.insert(elementUse(e.id));
+            if (known(e.id) != nullptr && known(e.id)->use != nullptr) {
+                kept.insert(known(e.id)->use);
             }
         }
         std::vector<std::string> names;
         std::vector<std::string> uses;
         for (const auto& e : walk.unread) {
-            const char* use = elementUse(e.id);
-            const char* name = elementName(e.id);
-            if (use == nullptr || before.count(use) != 0) {
-                continue;
-            }
-            if (std::find(names.begin(), names.end(), name) == names.end()) {
-                names.emplace_back(name);
-            }
-            if (std::find(uses.begin(), uses.end(), use) == uses.end()) {
-                uses.emplace_back(use);
+            const KnownElement* k = known(e.id);
+            if (k != nullptr && k->use != nullptr && kept.count(k->use) == 0) {
+                addOnce(names, k->name);
+                addOnce(uses, k->use);
             }
         }
         if (uses.empty()) {
-            continue;  // nothing the reports use was lost
+            continue;  // nothing a report uses was lost
         }
-        const unsigned id = walk.empty.id;
-        const std::string element = elementName(id) != nullptr
-                                        ? std::string(elementName(id)) + " element"
-                                        : "element " + std::to_string(id);
+        const KnownElement* empty = known(walk.empty.id);
+        const std::string element = empty != nullptr ? std::string(empty->name) + " element"
+                                                     : "element " + std::to_string(walk.empty.id);
+        const bool ssid = walk.empty.id == 0;
         const std::string where =
             walk.empty.offset == 0
-                ? " begin with " + std::string(id == 0 ? "an " : "a ") + element + " of length 0"
+                ? " begin with " + std::string(ssid ? "an " : "a ") + element + " of length 0"
                 : " hold " + element + " with length 0 at octet " +
                       std::to_string(walk.empty.offset);
         pending.push_back(
-            {cmd, "the elements of " + cmd.substr(4) + where +
-                      (id == 0 ? " (hidden network)" : "") + ", which ends the element walk: the " +
+            {cmd, "the elements of " + bssidText(cmd.substr(4)) + where +
+                      (ssid ? " (hidden network)" : "") + ", which ends the element walk: the " +
                       listed(names) + " element" + (names.size() == 1 ? "" : "s") +
                       " after it are never read, so its " + listed(uses) + " stay unknown"});
         return;

@@ -135,7 +135,8 @@ bool nextElement(const std::string& hex, size_t pos, Element& e) {
         return false;
     }
     e.id = static_cast<unsigned>(hexDigit(hex[pos]) * 16 + hexDigit(hex[pos + 1]));
-    e.length = static_cast<size_t>(hexDigit(hex[pos + 2]) * 16 + hexDigit(hex[pos + 3]));
+    e.length = static_cast<size_t>(hexDigit(hex[pos + 2])) * 16 +
+               static_cast<size_t>(hexDigit(hex[pos + 3]));
     e.offset = pos / 2;
     return e.length != 0 && hex.size() >= pos + 4 + 2 * e.length;
 }
@@ -291,18 +292,18 @@ std::string unescapeSsid(const std::string& text) {
                                                  {'r', '\r'},  {'t', '\t'}, {'e', '\x1b'}};
     std::string out;
     for (size_t i = 0; i < text.size(); ++i) {
-        const auto simple = i + 1 < text.size() ? kSimple.find(text[i + 1]) : kSimple.end();
-        if (text[i] != '\\') {
-            out += text[i];
-        } else if (simple != kSimple.end()) {
+        const bool escape = text[i] == '\\';
+        const auto simple =
+            escape && i + 1 < text.size() ? kSimple.find(text[i + 1]) : kSimple.end();
+        if (simple != kSimple.end()) {
             out += simple->second;
             ++i;
-        } else if (i + 3 < text.size() && text[i + 1] == 'x' && isHex(text[i + 2]) &&
+        } else if (escape && i + 3 < text.size() && text[i + 1] == 'x' && isHex(text[i + 2]) &&
                    isHex(text[i + 3])) {
             out += static_cast<char>(std::stoi(text.substr(i + 2, 2), nullptr, 16));
             i += 3;
         } else {
-            out += text[i];
+            out += text[i];  // a lone backslash stays as it is
         }
     }
     return out;
