@@ -3,6 +3,7 @@
 // from one of two modem clients (bit 7), default-profile requests, verdicts to every live named
 // profile, and network-configuration records or Wi-Fi on/off from the quality service, with the
 // daemons answering or failing.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -75,8 +76,8 @@ void deliverConfig(uint8_t op, const CasWlanNetConfigType& record) {
     }
 }
 
-// Keeps the engine's records bounded across inputs: live registrations and the Wi-Fi state
-// registrations stay, everything else goes.
+// Keeps the engine's records bounded across inputs: the Wi-Fi state registrations (each holds a
+// proxy the plug-in keeps for good) and one copy of each live registration stay, the rest goes.
 void trimEngine() {
     emu::Engine& e = emu::Engine::instance();
     std::vector<emu::CasCall> keep;
@@ -86,7 +87,13 @@ void trimEngine() {
         }
     }
     for (const auto& c : e.liveNotificationRegistrations()) {
-        keep.push_back(c);
+        // A default profile asked for again registers again with the same record.
+        if (std::none_of(keep.begin(), keep.end(), [&](const emu::CasCall& k) {
+                return k.kind == c.kind && k.ctx == c.ctx && k.nameNull == c.nameNull &&
+                       k.name == c.name;
+            })) {
+            keep.push_back(c);
+        }
     }
     e.casCalls = keep;
     e.logs.clear();

@@ -115,7 +115,10 @@ TEST(LiveMode, SimulatorRunsAgainstTheDaemon) {
     sta.reply("SCAN_RESULTS", fixture("sta-scan-results.txt"));
     sta.reply("BSS 02:00:00:00:03:00", fixture("sta-bss-ap2g.txt"));
     sta.reply("BSS 02:00:00:00:04:00", fixture("sta-bss-ap5g.txt"));
-    sta.reply("BSS 02:00:00:00:05:00", fixture("sta-bss-aphe.txt"));
+    // This one's elements begin with an empty SSID element, as a hidden network's would.
+    std::string hidden = fixture("sta-bss-aphe.txt");
+    hidden.replace(hidden.find("ie=000a746573746265642d6865"), 27, "ie=0000");
+    sta.reply("BSS 02:00:00:00:05:00", hidden);
     const std::string scenario = dir.write("live.yaml", R"(live: {timeout: 2}
 steps:
   - start_measurement: {meas_id: 1, meas_param_mask: 5, reporting_interval: 30, ssid_list: [
@@ -133,7 +136,9 @@ steps:
              "-> scanResultsReady           CTRL-EVENT-SCAN-RESULTS",
              R"(meas_id=1 report_seq=1 last_report=0 ssid="testbed-2g")",
              R"(meas_id=1 report_seq=1 last_report=0 ssid="testbed-5g")",
-             R"(meas_id=1 report_seq=1 last_report=1 ssid="testbed-he")"}) {
+             R"(meas_id=1 report_seq=1 last_report=1 ssid="testbed-he")",
+             "!! BSS 02:00:00:00:05:00      the elements of 02:00:00:00:05:00 begin with an "
+             "SSID"}) {
         EXPECT_NE(run.out.find(text), std::string::npos) << text;
     }
     EXPECT_EQ(sta.received(),

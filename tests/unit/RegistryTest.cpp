@@ -1,9 +1,12 @@
-// The manager's registry of requests: key order, sign-extended ids, the envelope's lines.
+// The manager's registry of requests: key order, sign-extended ids, the envelope's lines, refused
+// starts.
 #include "RawTestSupport.h"
 
 namespace {
 
 using Key = TpxWifiClientMgr::WifiMeasurementRequestKey;
+using ylmtest::Contains;
+using ylmtest::Not;
 using ylmtest::Strings;
 
 TEST(RegistryKey, OrdersByClientThenUnsignedIdThenSignedProfile) {
@@ -30,6 +33,16 @@ TEST_F(RegistryTest, NegativeIdIsSignExtendedAndTheEnvelopeLogsAroundItsStrategy
     ASSERT_EQ(env.size(), 4U);
     EXPECT_EQ(env[0] + env[3], "2 WifiMeasurementRequest Xtor Raw2 WifiMeasurementRequest D-Xtor");
     EXPECT_EQ(env[1].substr(0, 19) + env[2].substr(0, 18), "0 startMeasurement:0 stopMeasurement:");
+    EXPECT_THAT(logs(ylmtest::kRawFile), Not(Contains("2 RawMeasurement D-Xtor")));  // outlives it
+}
+
+// Abandoned: neither stopped nor destroyed, as far as the engine can tell; the id is free again.
+TEST_F(RegistryTest, RefusedStartLeavesNoEntry) {
+    EXPECT_FALSE(start(anyScan(9, 4)));  // BSS load without RSSI: refused by the measurement
+    EXPECT_TRUE(mgr->requests().empty() && engine().activeTimerCount() == 0);
+    EXPECT_EQ(logs("src/WifiMeasurementRequest").size(), 2U);
+    EXPECT_THAT(logs(ylmtest::kRawFile), Not(Contains("2 RawMeasurement D-Xtor")));
+    EXPECT_TRUE(start(anyScan(9)));
 }
 
 }  // namespace

@@ -37,6 +37,7 @@ Runner::~Runner() {
     emu::Engine& e = emu::Engine::instance();
     e.setSupplicantBackend(nullptr);
     e.setForkExecBackend(nullptr);
+    e.onDsd = nullptr;
 }
 
 bool Runner::setUp() {
@@ -52,15 +53,17 @@ bool Runner::setUp() {
             std::fprintf(err, "ylm-sim: %s\n", error.c_str());
             return false;
         }
-        e.setSupplicantBackend(live.get());
+        explained.wrap(live.get());
         e.setForkExecBackend(&liveFork);
     } else {
         scripted.apply(sc.daemon);
-        e.setSupplicantBackend(&scripted);
+        explained.wrap(&scripted);
         for (const auto& f : sc.forks) {
             e.scriptedForkExec().setResult(f.command, f.output, f.rc);
         }
     }
+    e.setSupplicantBackend(&explained);
+    e.onDsd = [this](const emu::DsdMessage& m) { explainer.message(m); };
     for (size_t i = 0; i < sc.dsdCount; ++i) {
         e.dsd(i);
     }
@@ -181,6 +184,9 @@ void Runner::indication(const Step& s) {
             auto ind = s.start;
             op = "startWifiMeasurement";
             const bool ok = plugin.startWifiMeasurement(dsd, ind);
+            if (ok) {
+                explainer.started(dsd, s.start);
+            }
             details += std::string(" -> ") + (ok ? "true" : "false");
             break;
         }
@@ -188,6 +194,7 @@ void Runner::indication(const Step& s) {
             auto ind = s.stop;
             op = "stopWifiMeasurement";
             plugin.stopWifiMeasurement(dsd, ind);
+            explainer.stopped(dsd, s.stop.meas_id);
             break;
         }
         case StepKind::ProfileInit: {
@@ -209,6 +216,7 @@ void Runner::indication(const Step& s) {
         default:
             op = "stopAllRequests";
             plugin.stopAllRequests(dsd);
+            explainer.stoppedAll(dsd);
             break;
     }
     printer.row(std::to_string(s.dsd), "->", op, details);
@@ -258,6 +266,7 @@ void Runner::advanceTo(int64_t target) {
             sameInstant = 0;
             e.advance(next - e.now());
             printer.flush();
+            showNotices();
         }
         while (scripted.nextScanResults() >= 0 && scripted.nextScanResults() <= e.now()) {
             if (++sameInstant > kMaxEventsPerInstant) {
@@ -271,12 +280,14 @@ void Runner::advanceTo(int64_t target) {
             scripted.popScanResults();
             scanResultsReady("scan_delay after SCAN");
             printer.flush();
+            showNotices();
         }
     }
     if (target > e.now()) {
         e.advance(target - e.now());
     }
     printer.flush();
+    showNotices();
 }
 
 void Runner::liveWait(int64_t target, bool untilScanResults) {
@@ -322,6 +333,9 @@ void Runner::liveWait(int64_t target, bool untilScanResults) {
 }
 
 void Runner::showNotices() {
+    for (const auto& n : explainer.take()) {
+        printer.explanation(n.about, n.text);
+    }
     if (!live) {
         return;
     }

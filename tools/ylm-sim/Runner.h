@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Live.h"
+#include "Notes.h"
 #include "Plugin.h"
 #include "Printer.h"
 #include "Scenario.h"
@@ -45,6 +46,8 @@ class Runner {
     FILE* err;
     Printer printer;
     SimSupplicant scripted;
+    Explainer explainer;
+    ExplainedSupplicant explained{explainer};
     std::unique_ptr<LiveSupplicant> live;
     LiveForkExec liveFork;
     Plugin plugin;
