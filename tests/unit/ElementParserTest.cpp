@@ -1,4 +1,4 @@
-// Information elements: element bodies, the hex TLV walk, BSS load facts and the element map.
+// Information elements: element bodies and the BSS load facts of an element walk.
 #include "EmuFixture.h"
 #include "WifiInformationElementParser.h"
 
@@ -84,26 +84,6 @@ TEST_F(ElementParserTest, ElementBodies) {
                        "1 WifiInformationElementParser: CountryCode US"}));
 }
 
-TEST_F(ElementParserTest, TlvWalkReadsHeaderAndBody) {
-    const std::string digits = "0123456789abcdefABCDEFgz-";  // anything else reads as 0
-    for (size_t i = 0; i < digits.size(); ++i) {
-        EXPECT_EQ(parser.hex_to_dec(digits[i]), i < 16 ? int(i) : i < 22 ? int(i) - 6 : 0);
-    }
-    unsigned char id = 0;
-    Bytes value;
-    std::string text = "0102aAbB0b03ccddc";
-    EXPECT_EQ(parser.parse_next_tlv(text.data(), &id, &value), text.data() + 8);
-    EXPECT_EQ(id, 1);
-    EXPECT_EQ(value, (Bytes{0xaa, 0xbb}));
-    EXPECT_EQ(parser.parse_next_tlv(text.data() + 8, &id, &value), nullptr);  // truncated
-    EXPECT_EQ(value, (Bytes{0xcc, 0xdd}));
-    for (char* bad : {text.data() + 14, static_cast<char*>(nullptr)}) {  // short header, no text
-        EXPECT_EQ(parser.parse_next_tlv(bad, &id, &value), nullptr);
-    }
-    EXPECT_EQ(parser.parse_next_tlv(text.data(), nullptr, &value), nullptr);
-    EXPECT_EQ(parser.parse_next_tlv(text.data(), &id, nullptr), nullptr);
-}
-
 TEST_F(ElementParserTest, BssLoadChannelWidthWrapsIn16Bits) {
     using W = std::pair<std::string, uint16_t>;
     for (const auto& [hex, width] :
@@ -126,32 +106,6 @@ TEST_F(ElementParserTest, BssLoadChannelWidthWrapsIn16Bits) {
     load("0b0501001E0000");
     EXPECT_EQ(logs(kIe), (Strings{"1 Parsed TLV: id=11 len=5 ", "1 1", "1 0", "1 30", "1 0", "1 0",
                                   "1 --- BSSLoadElement mChannelUtilization=30 (0%)"}));
-}
-
-TEST_F(ElementParserTest, ElementMapKeepsFirstOfEachKnownId) {
-    // SSID, Country US, rates with a bad octet, BSS Load (not mapped), Country DE, vendor, ERP,
-    // Extended Rates, HT and VHT Operation, Interworking, then a lone digit.
-    std::string hex = "00036162630704555320040102ff820b05010000000007044445";
-    hex += "2004dd030011222A01043201ff" + ht("00") + vht("00", "00") + "6b01010f";
-    P::ElementMap map;
-    parser.parse(hex.data(), map);
-    std::string names;
-    for (const auto& [id, e] : map) {
-        names += std::to_string(id) + ":" + e->get_name() + "/" + std::to_string(e->get_id()) + " ";
-    }
-    EXPECT_EQ(names,
-              "1:SupportedRateElement/1 7:CountryElement/7 42:ERPElement/42 "
-              "50:ExtendedSupportedRateElement/50 61:HTOperationElement/61 "
-              "107:InterworkingElement/107 192:VHTOperationElement/192 ");
-    EXPECT_EQ(static_cast<P::CountryElement*>(map.at(7))->countryCode, "US");
-    EXPECT_TRUE(static_cast<P::SupportedRateElement*>(map.at(1))->rates.empty());
-    for (auto& e : map) {
-        delete e.second;
-    }
-    map.clear();
-    hex = "00000102ff82";  // a hidden SSID ends the walk at once
-    parser.parse(hex.data(), map);
-    EXPECT_TRUE(map.empty());
 }
 
 }  // namespace

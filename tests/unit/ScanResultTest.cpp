@@ -46,26 +46,34 @@ class ScanResultTest : public ylmtest::EmuTest {
     WifiScanResult scan;
 };
 
-TEST_F(ScanResultTest, ScanTableRowsAndTheEmptySsidShift) {
-    WifiParser& parser = *WifiParser::getInstance();
-    WifiScanResult r = parser.parseScanData(ylmtest::fixture("sta-scan-results.txt").c_str());
-    EXPECT_EQ(join(r.byFreqBssidSsid),
-              "2437&02:00:00:00:03:00&testbed-2g 5180&02:00:00:00:04:00&testbed-5g "
-              "5745&02:00:00:00:05:00&testbed-he");
-    EXPECT_EQ(r.byBssid.at("02:00:00:00:04:00&5180").level, -27);
-    r = parser.parseScanData(ylmtest::fixture("sta5-scan-results-with-p2p.txt").c_str());
-    EXPECT_EQ(r.byBssid.at("06:00:00:00:00:00&24ghtz").ssid, "DIRECT-4m");
-    EXPECT_TRUE(parser.parseScanData("bssid / frequency / signal level / flags / ssid\n")
-                    .byFreqBssidSsid.empty());
-    // A hidden network's empty SSID column takes the next row's BSSID as SSID, and the next row
-    // is read one column to the left (its flags become its level, 0).
-    r = parser.parseScanData(
+// A hidden network's empty SSID column takes the next row's BSSID as SSID, and the next row is
+// read one column to the left (its flags become its level, 0); the first line of a key wins.
+TEST_F(ScanResultTest, ScanTableRowsFirstLineWinsAndMovingEmptiesTheSource) {
+    WifiScanResult r = WifiParser::getInstance()->parseScanData(
         "bssid / frequency / signal level / flags / ssid\n"
         "02:00:00:00:0a:00\t2412\t-50\t[ESS]\t\n"
         "02:00:00:00:0b:00\t2437\t-60\t[WPA2-PSK-CCMP][ESS]\tNet\\x00\n");
     EXPECT_EQ(join(r.byFreqBssidSsid),
               "-60&2437&02:00:00:00:0b:00 2412&02:00:00:00:0a:00&02:00:00:00:0b:00");
     EXPECT_EQ(r.byBssid.at("2437&-60").level, 0);
+    scan.addData("a1", "2412", -99, "Home");
+    scan.addData("a1", "2437", -98, "Home");
+    EXPECT_EQ(scan.byFreqBssidSsid.at("2412&a1&Home").level + scan.byBssid.at("a1&24ghtz").level +
+                  scan.byBssid.at("a1&2437").level,
+              -40 - 40 - 98);
+    filter({report("AnySSID", kAny, {ANY_CHANNEL})});
+    scan.ssidBssids["Home"].insert("a1");
+    r = std::move(scan);  // the source is left with six empty containers
+    // NOLINTNEXTLINE(bugprone-use-after-move)
+    EXPECT_TRUE(scan.byFreqBssidSsid.empty() && scan.byBssid.empty() && scan.byFreqOrBand.empty());
+    EXPECT_TRUE(scan.matches.empty() && scan.reportBySsid.empty() && scan.ssidBssids.empty());
+    const WifiScanResult constructed(std::move(r));
+    // Nothing of what the target held before stays.
+    EXPECT_EQ(constructed.byBssid.count("2437&-60") + constructed.matches.size() +
+                  constructed.ssidBssids.size(),
+              6U);
+    // NOLINTNEXTLINE(bugprone-use-after-move)
+    EXPECT_TRUE(r.byBssid.empty() && r.ssidBssids.empty());
 }
 
 TEST_F(ScanResultTest, KeysByFrequencyBssidAndBand) {
@@ -83,33 +91,6 @@ TEST_F(ScanResultTest, KeysByFrequencyBssidAndBand) {
         EXPECT_EQ(join(r.byBssid) + "|" + join(r.byFreqOrBand), want) << freq;
         EXPECT_EQ(join(r.byFreqBssidSsid), std::string(freq) + "&b&S");
     }
-}
-
-TEST_F(ScanResultTest, FirstLineWinsAndMovingEmptiesTheSource) {
-    scan.addData("a1", "2412", -99, "Home");
-    scan.addData("a1", "2437", -98, "Home");
-    EXPECT_EQ(scan.byFreqBssidSsid.at("2412&a1&Home").level, -40);
-    EXPECT_EQ(scan.byBssid.at("a1&24ghtz").level, -40);
-    EXPECT_EQ(scan.byBssid.at("a1&2437").level, -98);
-    const BssidInfo& info = scan.byFreqOrBand.at("2412&a1");
-    EXPECT_EQ(info.frequency, "2412");
-    EXPECT_EQ(info.isBssLoadValid + info.bssLoad.channelUtilization, 0);
-
-    filter({report("AnySSID", kAny, {ANY_CHANNEL})});
-    scan.ssidBssids["Home"].insert("a1");
-    WifiScanResult moved;
-    moved.addData("z", "1", 0, "z");
-    moved = std::move(scan);
-    EXPECT_EQ(moved.byBssid.count("z&1"), 0u);
-    EXPECT_EQ(moved.matches.size(), 5u);
-    // The source is left with six empty containers.
-    // NOLINTNEXTLINE(bugprone-use-after-move)
-    EXPECT_TRUE(scan.byFreqBssidSsid.empty() && scan.byBssid.empty() && scan.byFreqOrBand.empty());
-    EXPECT_TRUE(scan.matches.empty() && scan.reportBySsid.empty() && scan.ssidBssids.empty());
-    WifiScanResult constructed(std::move(moved));
-    EXPECT_EQ(constructed.ssidBssids.size(), 1u);
-    // NOLINTNEXTLINE(bugprone-use-after-move)
-    EXPECT_TRUE(moved.byBssid.empty() && moved.ssidBssids.empty());
 }
 
 TEST_F(ScanResultTest, ChannelAndBssidSelection) {
