@@ -58,57 +58,6 @@ TEST(DefaultScenario, JsonLinesMatchTheExpectedOutputAndStayPure) {
     }
 }
 
-// The expected output is regenerated, never hand-edited; these facts of the captures and of the
-// scenario hold it to what the plug-in must report.
-TEST(DefaultScenario, ExpectedOutputHoldsTheCapturedFacts) {
-    const std::map<std::string, std::vector<std::string>> fields = {
-        {"sendWifiMeasurementReport",
-         {"/meas_id", "/report_seq", "/last_report", "/ssid", "/bssid_list_len",
-          "/bssid_list/0/bssid", "/bssid_list/0/rssi", "/bssid_list/0/param_mask",
-          "/bssid_list/0/channel_utilization"}},
-        {"sendWqeProfileStatus",
-         {"/profile_type", "/quality_status", "/status_code_valid", "/status_code", "/meas_id"}},
-        {"sendNotifyDataSettings", {"/wifi_state"}},
-        {"sendWifiAvailableStatus",
-         {"/wlan_type", "/conn_status", "/ssid", "/bssid", "/ipv4_addr", "/dns_ipv4_1", "/freq",
-          "/wifi_mode", "/hessid", "/country_code"}},
-    };
-    std::vector<std::string> facts;
-    for (const auto& line : lines(simtest::readFile(kExpected + "/default.jsonl"))) {
-        const auto j = json::parse(line);
-        EXPECT_TRUE(j.contains("dsd") && j.value("reserved_zero", false)) << line;
-        std::string fact = j.at("time").dump();
-        for (const auto& f : fields.at(j.at("op"))) {
-            fact += " " + j.at(json::json_pointer(f)).dump();
-        }
-        facts.push_back(fact);
-    }
-    const std::string sta = R"("testbed-2g" "02:00:00:00:03:00")";
-    const std::vector<std::string> want = {
-        // Scan mode: one batch per scan, SSIDs in order, BSS load from each AP's element.
-        R"(2 1 1 0 "testbed-2g" 1 "02:00:00:00:03:00" -20 5 0)",
-        R"(2 1 1 0 "testbed-5g" 1 "02:00:00:00:04:00" -27 5 30)",
-        R"(2 1 1 1 "testbed-he" 1 "02:00:00:00:05:00" -20 5 30)",
-        R"(12 1 2 0 "DIRECT-4m" 1 "06:00:00:00:00:00" -20 1 65535)",
-        R"(12 1 2 0 "testbed-2g" 1 "02:00:00:00:03:00" -20 5 0)",
-        R"(12 1 2 0 "testbed-5g" 1 "02:00:00:00:04:00" -27 5 30)",
-        R"(12 1 2 1 "testbed-he" 1 "02:00:00:00:05:00" -20 5 30)",
-        // Connected mode, alpha 0.5: -52, -58, -71 average to -63, then -66, -75, -73 to -71.
-        R"(21 2 1 1 "testbed-2g" 1 "02:00:00:00:03:00" -63 1 0)",
-        R"(27 2 2 1 "testbed-2g" 1 "02:00:00:00:03:00" -71 1 0)",
-        // Profile 4: reason 13 travels as status code 5, a pass as 0/0.
-        "33 4 1 1 5 7", "36 4 0 1 0 7", "40 1",
-        // Profile 0: the station's state. Availability: the station up (192.168.4.23, DNS
-        // 192.168.4.1), the soft AP from hostapd_cli's status, the P2P group owner, the station
-        // gone with the SSID it had.
-        "41 0 0 0 0 0",
-        "41 2 2 " + sta + R"( 3232236567 3232236545 2437 5 "02:00:00:00:03:00" "US")",
-        "45 3 1 " + sta + R"( 0 0 2437 0 "00:00:00:00:00:00" "")",
-        R"(50 0 2 "DIRECT-4m" "06:00:00:00:00:00" 0 0 2437 0 "00:00:00:00:00:00" "")",
-        "55 0 1 0 0 0", "55 2 0 " + sta + R"( 0 0 2437 5 "02:00:00:00:03:00" "US")", "55 0"};
-    EXPECT_EQ(facts, want);
-}
-
 // A record of the wrong size is named, not read; a stray reserved byte shows.
 TEST(DsdJson, WrongSizeAndStrayReservedBytes) {
     std::vector<std::string> sub;
