@@ -45,27 +45,6 @@ TEST_F(RawScanTest, AnySsidWithBssLoadReportsEveryAccessPointEachPeriodUntilStop
     EXPECT_EQ(events(), scan + results + scan + results + results);
 }
 
-TEST_F(RawScanTest, LastEntrysListsFilterTheScanAndEachEntryKeepsItsGroup) {
-    replies({{"SCAN_RESULTS", "sta-scan-results.txt"}});
-    // 2.4 GHz band for one BSSID, the 5 GHz band for any BSSID, exact frequencies for two.
-    ASSERT_TRUE(start(indication(9, 1,
-                                 {{"testbed-2g", {{mac(3), {1}}}},
-                                  {"testbed-5g", {{{0xff, 0xff, 0xff, 0xff, 0xff, 0xff}, {3}}}},
-                                  {"testbed-he", {{mac(5), {5745}}, {mac(4), {5180}}}}})));
-    engine().fireScanReady();
-    EXPECT_EQ(events(),  // no load asked: no BSS query
-              "bssid-filter 0:02:00:00:00:05:00,02:00:00:00:04:00; frequency-filter 0:5745,5180; "
-              "0:SCAN; 0:SCAN_RESULTS; ");
-    // The third entry's first step (the 5180 MHz BSSID, which belongs to another SSID) files an
-    // empty group under testbed-he; the later step's hit does not replace it.
-    expectReports(0, {report(9, 1, false, "testbed-2g", {rec(mac(3), 2437, 1, -20, 0)}),
-                      report(9, 1, false, "testbed-5g", {rec(mac(4), 5180, 1, -27, 0)}),
-                      report(9, 1, true, "testbed-he", {})});
-    EXPECT_THAT(logs(kRawFile), Contains("1 startMeasurement  tpx ssid testbed-2g"));
-    EXPECT_THAT(logs(kRawFile), Contains("1 RawMeasurement::startMeasurement isScanReport: 1"));
-    EXPECT_THAT(logs(kRawFile), Contains("0 channels : 5745,5180"));
-}
-
 TEST_F(RawScanTest, CrowdedSsidIsCutToTheReportsRoomAndLongSsidsToThirtyTwoBytes) {
     std::string table = "bssid / frequency / signal level / flags / ssid\n";
     std::vector<Record> crowd;

@@ -1,12 +1,8 @@
 // The manager's quality-profile commands (init, mask, default profile, stop all) and the verdicts
 // of the profiles they register.
 #include <climits>
-#include <memory>
 
 #include "ProfileTestSupport.h"
-
-// Present only when the leak checker is linked in (sanitizer builds).
-extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
 
 namespace {
 
@@ -169,27 +165,6 @@ TEST_F(ProfileTest, DefaultProfileRegistersAgainOnEachCall) {
     EXPECT_EQ(calls(6), Lines{"W -  0/0 wifi"});
 }
 
-TEST_F(ProfileTest, StopAllKeepsTheDefaultProfileAndOtherClients) {
-    auto raw = std::make_unique<dsd_start_wifi_meas_ind_msg_v01>();
-    raw->meas_param_mask = 1;  // RSSI, no SSID list: a scan measurement
-    for (size_t client : {0U, 1U}) {
-        raw->meas_id = 7;
-        ASSERT_TRUE(mgr->startWifiMeasurement(engine().dsd(client), *raw));
-        init(4, 7, true, client);
-        init(36, 7, true, client);
-        mask(1ULL << 32, 7, true, client);  // 4 started, 36 stopped again
-        init(36, 7, true, client);          // and created anew
-        mgr->createDefaultProfile(engine().dsd(client));
-    }
-    raw->meas_id = -1;
-    ASSERT_TRUE(mgr->startWifiMeasurement(engine().dsd(), *raw));
-    const size_t before = engine().casCalls.size();
-    mgr->stopAllRequests(engine().dsd(0));
-    EXPECT_EQ(entries(), (Lines{"0/0/0=2", "1/0/0=2", "1/7/2147483647=0", "1/7/36=1", "1/7/4=2"}));
-    EXPECT_EQ(calls(before), (Lines{"D profile4 ROW 1/1 wqe", "D dynamic ROW 1/1 wqe"}));
-    EXPECT_EQ(engine().liveNotificationRegistrations().size(), 3U);
-}
-
 class UnlinkedProfileTest : public ProfileTest {
   protected:
     void SetUp() override { EmuTest::SetUp(); }
@@ -242,25 +217,6 @@ TEST_F(ProfileTest, VerdictsBecomeQualityStatusCodes) {
     mask(1ULL << 9, 0, false);                                        // 36 goes, 42 stays
     ASSERT_EQ(engine().deliverNotification("dynamic", &result), 1U);  // reason 16
     EXPECT_EQ(sent(), Sent{quality(42, 1, 0)});
-}
-
-// Numbered and dynamic profiles must leave nothing behind, however often they come and go.
-TEST_F(ProfileTest, ManyProfileCyclesLeaveNothingBehind) {
-    constexpr int kCycles = 10000;
-    for (int i = 0; i < kCycles; ++i) {
-        const int32_t p = 4 + i % 39;
-        init(p, i);
-        mask(p >= 36 ? 1ULL << (p - 33) : 1ULL << (p + 28), i);
-        mask(0, i);
-    }
-    EXPECT_THAT(logs("src/WifiMeasurementRequest"),
-                Contains("2 WifiMeasurementRequest D-Xtor").Times(kCycles));
-    EXPECT_TRUE(mgr->requests().empty());
-    EXPECT_TRUE(engine().liveNotificationRegistrations().empty());
-    EXPECT_EQ(engine().casCalls.size(), 2U * kCycles);
-    if (__lsan_do_recoverable_leak_check != nullptr) {
-        EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0);
-    }
 }
 
 }  // namespace
