@@ -101,6 +101,7 @@ TEST_F(ElementParserTest, BssLoadChannelWidthWrapsIn16Bits) {
     EXPECT_EQ(load("0b0601001e000000").channelUtilization, 65535);
     EXPECT_EQ(load("0b0501001e0000" + ht("00") + "0b0501002a000").channelUtilization, 30);
     EXPECT_EQ(load("0b0501001e00000b0501002a0000").channelUtilization, 42);  // later one wins
+    EXPECT_EQ(load("0b050100fe0000").channelUtilization, 254);
 
     engine().logs.clear();
     load("0b0501001E0000");

@@ -58,6 +58,8 @@ TEST_F(RawCycleTest, ConnectedReportCarriesThePollsOwnRssiAndKeepsTheSequence) {
     raw->startMeasurement();
     // The timer service takes signed 64-bit periods: 2^31 and more arrive negative.
     EXPECT_EQ(timers(), "added -2147483648 -1, removed");
+    EXPECT_EQ(logs(kRawFile, 1).back(), "1 RawMeasurement::startMeasurement isScanReport: 0");
+    EXPECT_THAT(logs(kRawFile, 1), Contains("1 startMeasurement  tpx ssid "));
     raw->computeAvgRSSI(-70);
     raw->sendConnectedReport();
     expectReports(0, {report(1, 1, false, "testbed-2g", {rec(mac(3), 2437, 1, -20, 0)})});
