@@ -9,6 +9,7 @@
 #include "Plugin.h"
 #include "Printer.h"
 #include "Scenario.h"
+#include "SignalPollTap.h"
 #include "SimSupplicant.h"
 
 namespace ylmsim {
@@ -18,6 +19,7 @@ struct RunOptions {
     bool live = false;
     LiveOptions liveOptions;
     OutputOptions output;
+    std::string svgPath;  // where the picture of the run goes; empty: none
 };
 
 class Runner {
@@ -45,6 +47,7 @@ class Runner {
     FILE* err;
     Printer printer;
     SimSupplicant scripted;
+    SignalPollTap polls;
     std::unique_ptr<LiveSupplicant> live;
     LiveForkExec liveFork;
     Plugin plugin;
