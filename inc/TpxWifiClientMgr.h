@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <map>
-#include <vector>
 
 #include "../host/dsd_wifi_v01.h"
 #include "WifiMeasurementRequest.h"
@@ -65,9 +64,6 @@ class TpxWifiClientMgr {
     VorTimer* timer = nullptr;
     VorSupplicantWrapper* supplicant = nullptr;
     WifiInfoProvider* infoProvider = nullptr;
-    // Requests whose start failed are abandoned, never stopped nor freed; they are parked here so
-    // that they stay accounted for.
-    std::vector<WifiMeasurementRequest*> abandoned;
 
     static TpxWifiClientMgr* instPtr;
 };

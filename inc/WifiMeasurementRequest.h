@@ -20,6 +20,16 @@ class MeasurementStrategy {
     virtual bool startMeasurement() = 0;
     virtual bool stopMeasurement() = 0;
     virtual ~MeasurementStrategy() = default;
+
+    // Frees a strategy whose destruction the engine never sees: its envelope has let go of it,
+    // and as far as the engine can tell it lives on. Its destructor writes no line.
+    static void discard(MeasurementStrategy* strategy);
+
+  protected:
+    bool discarded() const { return isDiscarded; }
+
+  private:
+    bool isDiscarded = false;
 };
 
 struct ProfileInfoType {
@@ -43,6 +53,10 @@ class WifiMeasurementRequest {
     WifiMeasurementRequest& operator=(const WifiMeasurementRequest&) = delete;
     ~WifiMeasurementRequest();
 
+    // Frees a request that the engine is never told about again (a refused start, a duplicate
+    // that the registry did not take): no destructor line, from it or from its strategy.
+    static void discard(WifiMeasurementRequest* request);
+
     bool startMeasurement();
     bool stopMeasurement();
 
@@ -56,4 +70,5 @@ class WifiMeasurementRequest {
     // A default-profile proxy stays registered for Wi-Fi state changes, which the service
     // cannot take back; such a strategy is never freed with its envelope.
     bool strategyOutlivesEnvelope;
+    bool isDiscarded = false;
 };

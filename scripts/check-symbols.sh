@@ -4,9 +4,13 @@
 # prints a unified diff of the two lists and fails. Also checks the names the engine and the
 # loader rely on: libylm.so's SONAME, its NEEDED libvor.so, and libvor.so's SONAME.
 #
-# Usage: scripts/check-symbols.sh <build-dir> <x86_64|armv7|arm64> [--write]
+# Usage: scripts/check-symbols.sh <build-dir> <x86_64|armv7|arm64|libcxx> [--write]
 #   --write  replace the baseline with the current list instead of comparing (used by
 #            scripts/update-baselines.sh).
+# Targets: the three gcc builds (libstdc++, whose std::string is std::__cxx11::basic_string), and
+# libcxx, the x86-64 clang build against libc++ (std::__1), the C++ runtime of a handset's engine.
+# The engine imports that take a std::string are spelled differently in the two runtimes; the
+# libcxx list holds them as the handset's engine exports them.
 #
 # List format, one line per item, sorted:
 #   needed <soname>
@@ -18,7 +22,7 @@
 set -euo pipefail
 
 usage() {
-    echo "usage: $0 <build-dir> <x86_64|armv7|arm64> [--write]" >&2
+    echo "usage: $0 <build-dir> <x86_64|armv7|arm64|libcxx> [--write]" >&2
     exit 2
 }
 [ $# -ge 2 ] && [ $# -le 3 ] || usage
@@ -32,7 +36,7 @@ lib=$build/libylm.so
 vor=$build/emu/libvor.so
 
 case $target in
-    x86_64) machine='Advanced Micro Devices X86-64' ;;
+    x86_64 | libcxx) machine='Advanced Micro Devices X86-64' ;;
     armv7) machine='ARM' ;;
     arm64) machine='AArch64' ;;
     *) usage ;;
@@ -43,6 +47,12 @@ done
 actual=$(readelf -h "$lib" | sed -n 's/^ *Machine: *//p')
 if [ "$actual" != "$machine" ]; then
     echo "check-symbols: $lib is built for '$actual', not for $target" >&2
+    exit 2
+fi
+runtime=libstdc++.so.6
+[ "$target" != libcxx ] || runtime=libc++.so.1
+if ! readelf -d "$lib" | grep -q "(NEEDED).*\[$runtime\]"; then
+    echo "check-symbols: $lib is not linked against $runtime, the C++ runtime of $target" >&2
     exit 2
 fi
 

@@ -3,10 +3,12 @@
 #   1. host build (gcc) and its tests (unit, end-to-end, load, simulator, symbol/ABI checks),
 #      then clang-format and clang-tidy over the sources;
 #   2. the same suite built with clang and ASan+UBSan (any finding fails);
-#   3. every libFuzzer target for a short fixed number of runs;
-#   4. armv7 and arm64 builds, their tests under qemu-user, symbol and ABI checks;
-#   5. the real-radio testbed (qemu VM with simulated radios and real daemons).
-# Stages can be skipped locally with YLM_SKIP="cross testbed" (CI skips nothing).
+#   3. a clang build against libc++, the handset's C++ runtime: unit, end-to-end and load tests,
+#      and the symbol check against abi/symbols-libcxx.txt;
+#   4. every libFuzzer target for a short fixed number of runs;
+#   5. armv7 and arm64 builds, their tests under qemu-user, symbol and ABI checks;
+#   6. the real-radio testbed (qemu VM with simulated radios and real daemons).
+# Stages can be skipped locally with YLM_SKIP="libcxx cross testbed" (CI skips nothing).
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
@@ -64,6 +66,12 @@ fi
 if ! skipped asan; then
     if run_stage "asan build" bash -c 'cmake --preset asan >/dev/null && cmake --build --preset asan'; then
         run_ctest "asan tests" --preset asan
+    fi
+fi
+
+if ! skipped libcxx; then
+    if run_stage "libcxx build" bash -c 'cmake --preset libcxx >/dev/null && cmake --build --preset libcxx'; then
+        run_ctest "libcxx tests" --preset libcxx
     fi
 fi
 

@@ -219,7 +219,9 @@ WifiMeasurementRequest::CasProxy::CasProxy(VorTpxDsd& dsdRef, VorCom& /*com*/, V
 }
 
 WifiMeasurementRequest::CasProxy::~CasProxy() {
-    YLM_LOG(2, "CasProxy D-Xtor");
+    if (!discarded()) {
+        YLM_LOG(2, "CasProxy D-Xtor");
+    }
 }
 
 CasClientCb WifiMeasurementRequest::CasProxy::clientRecord() {

@@ -118,7 +118,9 @@ Raw::RawMeasurement(VorTpxDsd& dsdRef, VorCom& /*com*/, VorTimer& timerRef,
 }
 
 Raw::~RawMeasurement() {
-    YLM_LOG(2, "RawMeasurement D-Xtor");
+    if (!discarded()) {
+        YLM_LOG(2, "RawMeasurement D-Xtor");
+    }
     // A report loop running further up the stack must stop touching this object.
     if (destroyedFlag != nullptr) {
         *destroyedFlag = true;

@@ -86,8 +86,10 @@ bool TpxWifiClientMgr::startWifiMeasurement(VorTpxDsd* dsd, dsd_start_wifi_meas_
     if (request->startMeasurement()) {
         return true;
     }
+    // Abandoned: neither stopped nor destroyed as far as the engine can tell. It armed nothing,
+    // so its memory goes back quietly; a modem repeating a refused request must not grow the heap.
     requestMap.erase(key);
-    abandoned.push_back(request);
+    WifiMeasurementRequest::discard(request);
     return false;
 }
 
@@ -231,12 +233,8 @@ void TpxWifiClientMgr::createDefaultProfile(VorTpxDsd* dsd) {
     if (dsd == nullptr || !linksReady("createDefaultProfile")) {
         return;
     }
-    // Starting the live default profile again would register it with the quality service a
-    // second time, and nothing could take that second registration back.
-    if (requestMap.count({dsd, 0, DSD_WQE_PROFILE_DEFAULT_V01}) != 0) {
-        YLM_LOG(3, "createDefaultProfile: default profile already live: ignored");
-        return;
-    }
+    // Called again for a live default profile (an engine re-registering after its quality
+    // service restarted), the registry keeps its entry and the live request registers again.
     ProfileInfoType profile;
     profile.profileNumber = DSD_WQE_PROFILE_DEFAULT_V01;
     profile.overrides = {1, 1};
@@ -248,15 +246,17 @@ void TpxWifiClientMgr::createDefaultProfile(VorTpxDsd* dsd) {
 bool TpxWifiClientMgr::createWqeProfile(VorTpxDsd* dsd, ProfileInfoType profile,
                                         unsigned long long measId) {
     const WifiMeasurementRequestKey key{dsd, measId, profile.profileNumber};
-    // An existing entry is never replaced, so no request is built for it: building one would
-    // already register a default profile for Wi-Fi state changes.
-    if (requestMap.count(key) != 0 || dsd == nullptr || timer == nullptr || supplicant == nullptr ||
-        com == nullptr || infoProvider == nullptr) {
+    if (dsd == nullptr || timer == nullptr || supplicant == nullptr || com == nullptr ||
+        infoProvider == nullptr) {
         return true;
     }
     auto* request = new WifiMeasurementRequest(*dsd, *com, *timer, *supplicant, *infoProvider,
                                                measId, std::move(profile), deleteClient);
-    requestMap.emplace(key, WifiMeasurementRequestInfo{1, request});
+    // An existing entry is never replaced. The request built for nothing is dropped unseen; a
+    // default-profile proxy among it has registered for Wi-Fi state and stays alive.
+    if (!requestMap.emplace(key, WifiMeasurementRequestInfo{1, request}).second) {
+        WifiMeasurementRequest::discard(request);
+    }
     return true;
 }
 
@@ -271,9 +271,11 @@ bool TpxWifiClientMgr::startWqeProfile(VorTpxDsd* dsd, unsigned long long measId
         requestMap.erase(key);
         return false;
     }
-    // The mask's look-up and its start may name different entries, so a started one can come
-    // back here; registering it twice would leave a registration that no stop takes back.
-    if (info.state == 2) {
+    // The mask's look-up and its start may name different entries, so a started numbered or
+    // dynamic profile can come back here. Its one stop deregisters once and frees the proxy, so
+    // a second registration would outlive it. The default profile is never stopped: it takes
+    // every registration it is asked for.
+    if (info.state == 2 && profile != DSD_WQE_PROFILE_DEFAULT_V01) {
         return true;
     }
     if (request->startMeasurement()) {

@@ -41,12 +41,29 @@ WifiMeasurementRequest::WifiMeasurementRequest(VorTpxDsd& dsdRef, VorCom& com, V
     strategy = proxy;
 }
 
-WifiMeasurementRequest::~WifiMeasurementRequest() {
-    YLM_LOG(2, "WifiMeasurementRequest D-Xtor");
-    // The strategy has been stopped by the owner. A proxy that the quality service can still
-    // call back for Wi-Fi state changes is left alive for the life of the process.
-    if (!strategyOutlivesEnvelope) {
+void MeasurementStrategy::discard(MeasurementStrategy* strategy) {
+    if (strategy != nullptr) {
+        strategy->isDiscarded = true;
         delete strategy;
+    }
+}
+
+WifiMeasurementRequest::~WifiMeasurementRequest() {
+    if (!isDiscarded) {
+        YLM_LOG(2, "WifiMeasurementRequest D-Xtor");
+    }
+    // To the engine the strategy outlives its envelope, so it goes without a line. It has been
+    // stopped by the owner, or never started. A proxy that the quality service can still call
+    // back for Wi-Fi state changes is left alive for the life of the process.
+    if (!strategyOutlivesEnvelope) {
+        MeasurementStrategy::discard(strategy);
+    }
+}
+
+void WifiMeasurementRequest::discard(WifiMeasurementRequest* request) {
+    if (request != nullptr) {
+        request->isDiscarded = true;
+        delete request;
     }
 }
 

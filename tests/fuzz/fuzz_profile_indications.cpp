@@ -1,5 +1,6 @@
 // Sequences of profile init and mask indications from two modem clients, default-profile
 // requests and verdicts from the quality service, run through the manager.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -44,8 +45,8 @@ void deliverVerdict(uint8_t pass, uint8_t reason) {
     }
 }
 
-// Keeps the engine's records bounded across inputs: live registrations and the Wi-Fi state
-// registrations stay, everything else goes.
+// Keeps the engine's records bounded across inputs: the Wi-Fi state registrations (each holds a
+// proxy the plug-in keeps for good) and one copy of each live registration stay, the rest goes.
 void trimEngine() {
     emu::Engine& e = emu::Engine::instance();
     std::vector<emu::CasCall> keep;
@@ -55,7 +56,13 @@ void trimEngine() {
         }
     }
     for (const auto& c : e.liveNotificationRegistrations()) {
-        keep.push_back(c);
+        // A default profile asked for again registers again with the same record.
+        if (std::none_of(keep.begin(), keep.end(), [&](const emu::CasCall& k) {
+                return k.kind == c.kind && k.ctx == c.ctx && k.nameNull == c.nameNull &&
+                       k.name == c.name;
+            })) {
+            keep.push_back(c);
+        }
     }
     e.casCalls = keep;
     e.logs.clear();

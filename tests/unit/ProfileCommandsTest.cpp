@@ -91,7 +91,6 @@ TEST_F(ProfileTest, MaskSwitchesDynamicProfilesFirstAndStopsAtAnUnknownBit) {
     for (int32_t p : {36, 37, 42, 4, 5, 6}) {  // 42 and 6 never started: taken back all the same
         mgrLines.push_back(line(p, " stopped"));
         proxyLines.push_back("2 Request deregistered for profile: " + std::to_string(p));
-        proxyLines.emplace_back("2 CasProxy D-Xtor");
         stops.push_back(p > 35 ? "D dynamic ROW 1/1 wqe"
                                : "D profile" + std::to_string(p) + " ROW 1/1 wqe");
     }
@@ -119,6 +118,18 @@ TEST_F(ProfileTest, LookUpUsesZeroForAnAbsentIdButStartAndStopUseTheField) {
                      "4 Unable to start the request for profile 7"}));
     EXPECT_EQ(entries(), (Lines{"0/0/4=1", "0/0/6=1", "0/0/7=1", "0/5/6=2"}));
     EXPECT_EQ(calls(), Lines{"R profile6 ROW 1/1 wqe"});
+
+    // Looked up under 0 but created under 5, where an entry is: a request is built and dropped.
+    init(8, 5, true);
+    const WifiMeasurementRequest* kept = mgr->requests().at({engine().dsd(), 5, 8}).request;
+    engine().logs.clear();
+    init(8, 5, false);
+    EXPECT_EQ(logLines("src/WifiMeasurementRequest"),
+              Lines{"2 WifiMeasurementRequest Xtor Quality"});
+    EXPECT_EQ(logLines("src/CasProxy"),
+              Lines{"2 CasProxy Xtor for profile 8 RSSI high override 1 RSSI Low override 1"});
+    EXPECT_EQ(mgr->requests().at({engine().dsd(), 5, 8}).request, kept);
+    EXPECT_EQ(calls(1), Lines{});
 }
 
 TEST_F(ProfileTest, WithoutQualityServiceRequestsAreFreed) {
@@ -131,21 +142,31 @@ TEST_F(ProfileTest, WithoutQualityServiceRequestsAreFreed) {
                                         "4 Unable to start the request for profile 0"}));
     EXPECT_TRUE(logged(1, 10357, "src/CasProxy", "CAS is NULL"));
     EXPECT_EQ(countLog("CAS is NULL"), 3U);  // two starts, one stop
-    EXPECT_EQ(countLog("CasProxy D-Xtor"), 3U);
+    EXPECT_EQ(countLog("WifiMeasurementRequest D-Xtor"), 3U);
+    EXPECT_EQ(countLog("CasProxy D-Xtor"), 0U);  // to the engine the proxies live on
     EXPECT_TRUE(entries().empty());
     EXPECT_TRUE(engine().casCalls.empty());
 }
 
-TEST_F(ProfileTest, DefaultProfileIsCreatedOncePerClient) {
+// Each call builds a request (its proxy registers for Wi-Fi state), the registry keeps the entry
+// it has, and the live default profile registers with the quality service again.
+TEST_F(ProfileTest, DefaultProfileRegistersAgainOnEachCall) {
     for (size_t client : {0U, 0U, 1U}) {
         mgr->createDefaultProfile(engine().dsd(client));
     }
-    EXPECT_EQ(logLines(kMgr, 3),
-              Lines{"3 createDefaultProfile: default profile already live: ignored"});
+    EXPECT_TRUE(logLines(kMgr).empty());
+    EXPECT_EQ(logLines("src/WifiMeasurementRequest", 1),
+              Lines(3, "2 WifiMeasurementRequest Xtor Quality"));
+    EXPECT_EQ(logLines("src/CasProxy"),
+              Lines(3, "2 CasProxy Xtor for profile 0 RSSI high override 1 RSSI Low override 1"));
     EXPECT_EQ(entries(), (Lines{"0/0/0=2", "1/0/0=2"}));
+    const auto& cas = engine().casCalls;
+    ASSERT_EQ(calls(), (Lines{"S -  0/0", "R - ROW 1/1 wifi", "S -  0/0", "R - ROW 1/1 wifi",
+                              "S -  0/0", "R - ROW 1/1 wifi"}));
+    EXPECT_NE(cas[2].ctx, cas[0].ctx);  // a second proxy follows Wi-Fi state...
+    EXPECT_EQ(cas[3].ctx, cas[1].ctx);  // ...while the live one registers again
     mgr->requests().at({engine().dsd(), 0, 0}).request->stopMeasurement();
-    EXPECT_EQ(calls(), (Lines{"S -  0/0", "R - ROW 1/1 wifi", "S -  0/0", "R - ROW 1/1 wifi",
-                              "W -  0/0 wifi"}));
+    EXPECT_EQ(calls(6), Lines{"W -  0/0 wifi"});
 }
 
 TEST_F(ProfileTest, StopAllKeepsTheDefaultProfileAndOtherClients) {
@@ -225,7 +246,7 @@ TEST_F(ProfileTest, ManyProfileCyclesLeaveNothingBehind) {
         mask(p >= 36 ? 1ULL << (p - 33) : 1ULL << (p + 28), i);
         mask(0, i);
     }
-    EXPECT_EQ(countLog("CasProxy D-Xtor"), static_cast<size_t>(kCycles));
+    EXPECT_EQ(countLog("WifiMeasurementRequest D-Xtor"), static_cast<size_t>(kCycles));
     EXPECT_TRUE(mgr->requests().empty());
     EXPECT_TRUE(engine().liveNotificationRegistrations().empty());
     EXPECT_EQ(engine().casCalls.size(), 2U * kCycles);

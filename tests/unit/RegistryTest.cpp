@@ -105,6 +105,7 @@ TEST_F(RegistryTest, EnvelopeLogsAroundItsStrategy) {
     EXPECT_TRUE(std::regex_match(env[1], std::regex("startMeasurement:[0-9]+")));
     EXPECT_TRUE(std::regex_match(env[2], std::regex("stopMeasurement:[0-9]+")));
     EXPECT_EQ(env[3], "WifiMeasurementRequest D-Xtor");
+    EXPECT_EQ(countLog("RawMeasurement D-Xtor"), 0U);  // the strategy outlives its envelope
     EXPECT_TRUE(logged(2, 10357, kReqFile, "WifiMeasurementRequest Xtor Raw"));
     EXPECT_NE(findLog(env[1]), nullptr);
     EXPECT_EQ(findLog(env[1])->level, 0);
@@ -129,6 +130,9 @@ TEST_F(RegistryTest, RefusedStartLeavesNoEntry) {
     EXPECT_FALSE(mgr->startWifiMeasurement(engine().dsd(0), ind));
     EXPECT_FALSE(live(9));
     EXPECT_EQ(engine().activeTimerCount(), 0U);
+    // Abandoned: neither stopped nor destroyed, as far as the engine can tell.
+    EXPECT_EQ(logTexts(kReqFile).size(), 2U);
+    EXPECT_EQ(countLog("RawMeasurement D-Xtor"), 0U);
     // The id is free again.
     EXPECT_TRUE(start(9));
 }
