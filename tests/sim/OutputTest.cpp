@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "SimSupport.h"
+#include "SvgCanvas.h"
 
 namespace {
 
@@ -104,6 +105,17 @@ TEST(DefaultScenario, ExpectedOutputHoldsTheCapturedFacts) {
         R"(50 0 2 "DIRECT-4m" "06:00:00:00:00:00" 0 0 2437 0 "00:00:00:00:00:00" "")",
         "55 0 1 0 0 0", "55 2 0 " + sta + R"( 0 0 2437 5 "02:00:00:00:03:00" "US")", "55 0"};
     EXPECT_EQ(facts, want);
+}
+
+// SSIDs and scenario texts may hold any bytes; the picture must stay well-formed XML, so that
+// it renders at all.
+TEST(SvgPicture, OutsideTextBecomesWellFormedXml) {
+    const std::string bad = "\xef\xbf\xbd";  // U+FFFD
+    EXPECT_EQ(ylmsim::SvgCanvas::escape("<a&\"b'>\t"
+                                        "caf\xc3\xa9"
+                                        "\xff"
+                                        "\xed\xa0\x80"),
+              "&lt;a&amp;&quot;b&apos;&gt;" + bad + "caf\xc3\xa9" + bad + bad + bad + bad);
 }
 
 // Scenarios whose reports look wrong but are right carry the note that says why; the others none.

@@ -1,0 +1,61 @@
+// Sits in front of the engine's supplicant backend and keeps the RSSI samples of the connected-mode
+// measurements: the signal polls that the sampling timers send, with the RSSI their replies carry.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "emu/Engine.h"
+
+namespace ylmsim {
+
+// A measurement as the modem names it: DSD client index and meas_id.
+using MeasurementKey = std::pair<size_t, uint32_t>;
+
+struct RssiSample {
+    int64_t time;
+    MeasurementKey measurement;
+    bool ok;   // false: the poll failed, the library skipped the sample
+    int rssi;  // dBm, from the reply's RSSI= line; 0 when the poll failed
+};
+
+class SignalPollTap : public emu::SupplicantBackend {
+  public:
+    // Puts the tap in front of whatever backend the engine uses now.
+    void attach();
+    // After a startWifiMeasurement call: the timers the call armed tell the measurement's mode
+    // (a connected-mode one arms a sampling timer before its reporting timer, both with the same
+    // context) and which timer samples.
+    void measurementStarted(size_t dsd, uint32_t measId, size_t timersBefore);
+
+    const std::vector<RssiSample>& samples() const { return taken; }
+    // Every measurement whose start armed timers: true for connected mode, false for scan mode.
+    const std::map<MeasurementKey, bool>& modes() const { return started; }
+
+    // The RSSI of a signal-poll reply: its RSSI= line, read into 16 bits as the engine keeps it.
+    static bool replyRssi(const std::string& reply, int& rssi);
+
+    bool command(int type, const std::string& cmd, std::string& reply) override;
+    bool connect(int type) override { return inner->connect(type); }
+    bool disconnect(int type) override { return inner->disconnect(type); }
+    bool setFrequencyFilter(const std::string& freqs) override {
+        return inner->setFrequencyFilter(freqs);
+    }
+    bool setBssidFilter(const std::string& bssids) override {
+        return inner->setBssidFilter(bssids);
+    }
+
+  private:
+    const MeasurementKey* samplingMeasurement() const;
+
+    emu::SupplicantBackend* inner = nullptr;
+    std::map<int32_t, MeasurementKey> samplers;  // sampling timer id -> its measurement
+    std::map<MeasurementKey, bool> started;
+    std::vector<RssiSample> taken;
+};
+
+}  // namespace ylmsim
