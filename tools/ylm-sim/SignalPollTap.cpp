@@ -8,7 +8,7 @@ namespace ylmsim {
 
 void SignalPollTap::attach() {
     emu::Engine& e = emu::Engine::instance();
-    inner = &e.supplicantBackend();
+    wrap(&e.supplicantBackend());
     e.setSupplicantBackend(this);
 }
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "emu/Engine.h"
+#include "SupplicantTap.h"
 
 namespace ylmsim {
 
@@ -23,7 +23,7 @@ struct RssiSample {
     int rssi;  // dBm, from the reply's RSSI= line; 0 when the poll failed
 };
 
-class SignalPollTap : public emu::SupplicantBackend {
+class SignalPollTap : public SupplicantTap {
   public:
     // Puts the tap in front of whatever backend the engine uses now.
     void attach();
@@ -40,19 +40,10 @@ class SignalPollTap : public emu::SupplicantBackend {
     static bool replyRssi(const std::string& reply, int& rssi);
 
     bool command(int type, const std::string& cmd, std::string& reply) override;
-    bool connect(int type) override { return inner->connect(type); }
-    bool disconnect(int type) override { return inner->disconnect(type); }
-    bool setFrequencyFilter(const std::string& freqs) override {
-        return inner->setFrequencyFilter(freqs);
-    }
-    bool setBssidFilter(const std::string& bssids) override {
-        return inner->setBssidFilter(bssids);
-    }
 
   private:
     const MeasurementKey* samplingMeasurement() const;
 
-    emu::SupplicantBackend* inner = nullptr;
     std::map<int32_t, MeasurementKey> samplers;  // sampling timer id -> its measurement
     std::map<MeasurementKey, bool> started;
     std::vector<RssiSample> taken;
