@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """ylm-sim --svg against --json: for the built-in scenario and every scenarios/*.yaml, the picture
 renders with rsvg-convert at its own size, and its plotted points (data-* attributes) are exactly
-the fields of the DSD messages; the built-in scenario's RSSI samples are its signal-poll replies.
+the fields of the DSD messages; the built-in scenario's RSSI samples are its signal-poll replies,
+and each connected report carries the plotted smoothed average of the samples before it.
 Usage: svg_check.py YLM_SIM SCENARIOS_DIR"""
 import glob
 import json
@@ -77,6 +78,18 @@ def check(sim, scenario, work):
             samples.setdefault(a["data-meas-id"], []).append((int(a["data-t"]), rssi))
     if name in SAMPLES and samples != SAMPLES[name]:
         errors.append(f"samples {samples}, want {SAMPLES[name]}")
+    # A connected report carries the smoothed average after the last sample before it (samples
+    # fire before reports due in the same second), 0 before the first.
+    averages = {}
+    for a in points:
+        if a["data-kind"] == "sample" and "data-avg" in a:
+            averages.setdefault(a["data-meas-id"], []).append((int(a["data-t"]), int(a["data-avg"])))
+    for a in points:
+        if a["data-kind"] == "report" and a["data-meas-id"] in samples:
+            before = [v for t, v in averages.get(a["data-meas-id"], []) if t <= int(a["data-t"])]
+            if int(a["data-rssi"]) != (before[-1] if before else 0):
+                errors.append(f"report at {a['data-t']} carried {a['data-rssi']}, "
+                              f"the plotted average was {before[-1:] or [0]}")
     png = os.path.join(work, "run.png")
     subprocess.run(["rsvg-convert", "-o", png, svg], check=True)
     with open(png, "rb") as f:

@@ -199,7 +199,7 @@ void Runner::indication(const Step& s) {
             if (ok) {
                 explainer.started(dsd, s.start);
             }
-            polls.measurementStarted(s.dsd, s.start.meas_id, timersBefore);
+            polls.measurementStarted(s.dsd, s.start, timersBefore);
             details += std::string(" -> ") + (ok ? "true" : "false");
             break;
         }

@@ -12,19 +12,38 @@ void SignalPollTap::attach() {
     e.setSupplicantBackend(this);
 }
 
-void SignalPollTap::measurementStarted(size_t dsd, uint32_t measId, size_t timersBefore) {
+void SignalPollTap::measurementStarted(size_t dsd, const dsd_start_wifi_meas_ind_msg_v01& ind,
+                                       size_t timersBefore) {
     const auto& timers = emu::Engine::instance().timers;
     if (timers.size() <= timersBefore) {
         return;  // refused: no timer, no report
     }
-    const MeasurementKey key{dsd, measId};
+    const MeasurementKey key{dsd, static_cast<uint32_t>(ind.meas_id)};
     const auto& first = timers[timersBefore];
     const bool connected =
         timers.size() >= timersBefore + 2 && timers[timersBefore + 1].ctx == first.ctx;
     started[key] = connected;
     if (connected) {
-        samplers[first.id] = key;
+        Smoothing& s = samplers[first.id];
+        s.measurement = key;
+        // The weight the measurement takes: the modem's, when given and strictly between 0 and 1.
+        if (ind.alpha_valid != 0 && ind.alpha > 0.0F && ind.alpha < 1.0F) {
+            s.alpha = ind.alpha;
+        }
     }
+}
+
+int16_t SignalPollTap::Smoothing::fold(int16_t sample) {
+    if (!seen) {
+        seen = true;
+        average = sample;
+        return average;
+    }
+    // Single precision, each product rounded before the sum, truncated toward zero.
+    const volatile float history = alpha * static_cast<float>(average);
+    const volatile float fresh = (1.0F - alpha) * static_cast<float>(sample);
+    average = static_cast<int16_t>(static_cast<int32_t>(history + fresh));
+    return average;
 }
 
 bool SignalPollTap::replyRssi(const std::string& reply, int& rssi) {
@@ -45,9 +64,9 @@ bool SignalPollTap::replyRssi(const std::string& reply, int& rssi) {
 
 // The sampling timer that is running: timers due at one instant fire in id order, and each one
 // that has fired has moved its due time a period ahead, so the running one is the highest such id.
-const MeasurementKey* SignalPollTap::samplingMeasurement() const {
+SignalPollTap::Smoothing* SignalPollTap::samplingMeasurement() {
     const emu::Engine& e = emu::Engine::instance();
-    const MeasurementKey* found = nullptr;
+    Smoothing* found = nullptr;
     for (const auto& t : e.timers) {
         const auto it = samplers.find(t.id);
         if (it != samplers.end() && t.active && t.period > 0 && t.due == e.now() + t.period) {
@@ -68,14 +87,15 @@ bool SignalPollTap::command(int type, const std::string& cmd, std::string& reply
     if (!sample) {
         return ok;
     }
-    if (const MeasurementKey* key = samplingMeasurement()) {
+    if (Smoothing* m = samplingMeasurement()) {
         // A reply without an RSSI= line leaves the channel's value from the poll before, and
         // that is the sample the library takes.
         int rssi = e.supplicant()->rssi;
         if (ok) {
             replyRssi(reply, rssi);
         }
-        taken.push_back({e.now(), *key, ok, ok ? rssi : 0});
+        const int average = ok ? m->fold(static_cast<int16_t>(rssi)) : m->average;
+        taken.push_back({e.now(), m->measurement, ok, ok ? rssi : 0, average});
     }
     return ok;
 }

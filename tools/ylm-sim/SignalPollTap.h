@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "SupplicantTap.h"
+#include "dsd_wifi_v01.h"
 
 namespace ylmsim {
 
@@ -19,8 +20,9 @@ using MeasurementKey = std::pair<size_t, uint32_t>;
 struct RssiSample {
     int64_t time;
     MeasurementKey measurement;
-    bool ok;   // false: the poll failed, the library skipped the sample
-    int rssi;  // dBm, from the reply's RSSI= line; 0 when the poll failed
+    bool ok;      // false: the poll failed, the library skipped the sample
+    int rssi;     // dBm, from the reply's RSSI= line; 0 when the poll failed
+    int average;  // the smoothed RSSI after this sample (unchanged by a failed poll)
 };
 
 class SignalPollTap : public SupplicantTap {
@@ -30,7 +32,8 @@ class SignalPollTap : public SupplicantTap {
     // After a startWifiMeasurement call: the timers the call armed tell the measurement's mode
     // (a connected-mode one arms a sampling timer before its reporting timer, both with the same
     // context) and which timer samples.
-    void measurementStarted(size_t dsd, uint32_t measId, size_t timersBefore);
+    void measurementStarted(size_t dsd, const dsd_start_wifi_meas_ind_msg_v01& ind,
+                            size_t timersBefore);
 
     const std::vector<RssiSample>& samples() const { return taken; }
     // Every measurement whose start armed timers: true for connected mode, false for scan mode.
@@ -42,9 +45,18 @@ class SignalPollTap : public SupplicantTap {
     bool command(int type, const std::string& cmd, std::string& reply) override;
 
   private:
-    const MeasurementKey* samplingMeasurement() const;
+    // The measurement's smoothing, folded sample by sample as the modem's filter does: the first
+    // sample is the average, each later one weighs the history by alpha.
+    struct Smoothing {
+        MeasurementKey measurement;
+        float alpha = 0.5F;
+        bool seen = false;
+        int16_t average = 0;
+        int16_t fold(int16_t sample);
+    };
+    Smoothing* samplingMeasurement();
 
-    std::map<int32_t, MeasurementKey> samplers;  // sampling timer id -> its measurement
+    std::map<int32_t, Smoothing> samplers;  // sampling timer id -> its measurement
     std::map<MeasurementKey, bool> started;
     std::vector<RssiSample> taken;
 };

@@ -115,9 +115,12 @@ class Drawer {
             canvas.text(x + 12, row, what, "label");
             x += 26 + 7.2 * static_cast<double>(what.size());
         };
-        entry(Marker::Circle, "sample", "", "RSSI sample (signal-poll reply)");
+        entry(Marker::Circle, "sample", "", "RSSI sample (signal poll)");
         entry(Marker::Cross, "failed", "", "failed signal poll");
-        entry(Marker::Diamond, "report", "", "RSSI a report carried (smoothed average)");
+        canvas.polyline({{x - 6, row - 4}, {x + 6, row - 4}}, "average");
+        canvas.text(x + 12, row, "smoothed average", "label");
+        x += 40 + 7.2 * 16;
+        entry(Marker::Diamond, "report", "", "RSSI a report carried");
         entry(Marker::Circle, "point", "#1f77b4", "scan RSSI per BSSID");
         entry(Marker::Square, "point", "#1f77b4", "channel utilisation");
         x = kFrameLeft + 8;
@@ -187,8 +190,9 @@ class Drawer {
         const double height = 180;
         const double top =
             panel(height + 80, measurementTitle(key,
-                                                "connected mode: RSSI samples and the "
-                                                "smoothed RSSI each report carried"));
+                                                "connected mode: RSSI samples, their "
+                                                "smoothed average, the RSSI each report "
+                                                "carried"));
         std::vector<double> values;
         for (const auto& s : trace.samples) {
             if (s.ok) {
@@ -208,8 +212,10 @@ class Drawer {
         }
         canvas.polyline(line, "samples");
         SvgCanvas::Points average;
-        for (const auto& r : trace.reports) {
-            average.emplace_back(time(static_cast<double>(r.time)), rssi(r.rssi));
+        for (const auto& s : trace.samples) {
+            if (s.ok) {
+                average.emplace_back(time(static_cast<double>(s.time)), rssi(s.average));
+            }
         }
         canvas.polyline(average, "average");
         for (const auto& s : trace.samples) {
@@ -220,6 +226,7 @@ class Drawer {
             const double x = time(static_cast<double>(s.time));
             if (s.ok) {
                 data.emplace_back("rssi", std::to_string(s.rssi));
+                data.emplace_back("avg", std::to_string(s.average));
                 canvas.marker(Marker::Circle, x, rssi(s.rssi), "sample", "", data);
             } else {
                 data.emplace_back("failed", "1");
