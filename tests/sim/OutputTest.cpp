@@ -11,6 +11,7 @@
 
 #include "Printer.h"
 #include "SimSupport.h"
+#include "SvgCanvas.h"
 #include "emu/DsdDecoder.h"
 
 namespace {
@@ -70,6 +71,17 @@ TEST(DsdJson, WrongSizeAndStrayReservedBytes) {
     EXPECT_NE(emu::toJson(report).find(R"("reserved_zero":true})"), std::string::npos);
     report.bytes.back() = 1;
     EXPECT_NE(emu::toJson(report).find(R"("reserved_zero":false})"), std::string::npos);
+}
+
+// SSIDs and scenario texts may hold any bytes; the picture must stay well-formed XML, so that
+// it renders at all.
+TEST(SvgPicture, OutsideTextBecomesWellFormedXml) {
+    const std::string bad = "\xef\xbf\xbd";  // U+FFFD
+    EXPECT_EQ(ylmsim::SvgCanvas::escape("<a&\"b'>\t"
+                                        "caf\xc3\xa9"
+                                        "\xff"
+                                        "\xed\xa0\x80"),
+              "&lt;a&amp;&quot;b&apos;&gt;" + bad + "caf\xc3\xa9" + bad + bad + bad + bad);
 }
 
 // Scenarios whose reports look wrong but are right carry the note that says why; the others none.

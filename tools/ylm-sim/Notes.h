@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Replay.h"
+#include "SupplicantTap.h"
 #include "emu/Engine.h"
 
 namespace ylmsim {
@@ -54,20 +55,14 @@ class Explainer {
 };
 
 // The supplicant channel the engine hands the plug-in, passing every reply on to the explainer.
-class ExplainedSupplicant : public emu::SupplicantBackend {
+class ExplainedSupplicant : public SupplicantTap {
   public:
     explicit ExplainedSupplicant(Explainer& explainer) : explainer(explainer) {}
-    void wrap(emu::SupplicantBackend* backend) { inner = backend; }
 
     bool command(int type, const std::string& cmd, std::string& reply) override;
-    bool connect(int type) override { return inner->connect(type); }
-    bool disconnect(int type) override { return inner->disconnect(type); }
-    bool setFrequencyFilter(const std::string& f) override { return inner->setFrequencyFilter(f); }
-    bool setBssidFilter(const std::string& b) override { return inner->setBssidFilter(b); }
 
   private:
     Explainer& explainer;
-    emu::SupplicantBackend* inner = nullptr;
 };
 
 }  // namespace ylmsim

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <csignal>
 
+#include "SvgTimeline.h"
 #include "emu/Engine.h"
 
 namespace ylmsim {
@@ -64,6 +65,9 @@ bool Runner::setUp() {
     }
     e.setSupplicantBackend(&explained);
     e.onDsd = [this](const emu::DsdMessage& m) { explainer.message(m); };
+    if (!opts.svgPath.empty()) {
+        polls.attach();
+    }
     for (size_t i = 0; i < sc.dsdCount; ++i) {
         e.dsd(i);
     }
@@ -109,6 +113,13 @@ int Runner::run() {
         showNotices();
     }
     printer.summary(scripted.unanswered(), sc.dsdCount, opts.live);
+    std::string error;
+    if (!opts.svgPath.empty() &&
+        !writeRunPicture(opts.svgPath, {sc.name.empty() ? sc.file : sc.name, mode}, polls,
+                         sc.dsdCount, error)) {
+        std::fprintf(err, "ylm-sim: %s\n", error.c_str());
+        return 1;
+    }
     if (interrupted) {
         std::fprintf(err, "ylm-sim: interrupted\n");
         return 1;
@@ -183,10 +194,12 @@ void Runner::indication(const Step& s) {
         case StepKind::StartMeasurement: {
             auto ind = s.start;
             op = "startWifiMeasurement";
+            const size_t timersBefore = emu::Engine::instance().timers.size();
             const bool ok = plugin.startWifiMeasurement(dsd, ind);
             if (ok) {
                 explainer.started(dsd, s.start);
             }
+            polls.measurementStarted(s.dsd, s.start, timersBefore);
             details += std::string(" -> ") + (ok ? "true" : "false");
             break;
         }

@@ -10,6 +10,7 @@
 #include "Plugin.h"
 #include "Printer.h"
 #include "Scenario.h"
+#include "SignalPollTap.h"
 #include "SimSupplicant.h"
 
 namespace ylmsim {
@@ -19,6 +20,7 @@ struct RunOptions {
     bool live = false;
     LiveOptions liveOptions;
     OutputOptions output;
+    std::string svgPath;  // where the picture of the run goes; empty: none
 };
 
 class Runner {
@@ -48,6 +50,7 @@ class Runner {
     SimSupplicant scripted;
     Explainer explainer;
     ExplainedSupplicant explained{explainer};
+    SignalPollTap polls;
     std::unique_ptr<LiveSupplicant> live;
     LiveForkExec liveFork;
     Plugin plugin;
