@@ -163,6 +163,9 @@ TEST_F(ProfileTest, DefaultProfileRegistersAgainOnEachCall) {
     EXPECT_EQ(cas[3].ctx, cas[1].ctx);  // ...while the live one registers again
     mgr->requests().at({engine().dsd(), 0, 0}).request->stopMeasurement();
     EXPECT_EQ(calls(6), Lines{"W -  0/0 wifi"});
+    // All three proxies, the one built for nothing included, still follow Wi-Fi state.
+    EXPECT_EQ(engine().deliverWifiState(true), 3U);
+    EXPECT_EQ(engine().messages.size(), 3U);
 }
 
 class UnlinkedProfileTest : public ProfileTest {

@@ -33,7 +33,7 @@ TEST_F(RawCycleTest, ScanBatchSharesOneSequenceNumberWrapsPastZeroAndIsSentOnce)
     raw->startMeasurement();
     WifiScanResult result;
     // Load is copied even without its valid flag; texts that are no MAC or number give zeros.
-    result.reportBySsid["a"] = {{"", "02:00:00:00:03:00", "2437", -40, 0, {0, 77}}};
+    result.reportBySsid["a"] = {{"", "02:11:22:33:44:5f", "2437", -40, 0, {0, 77}}};
     result.reportBySsid["b"] = {{"", "not a mac", "x", -60, 1, {0, 12}}};
     result.reportBySsid["c"] = {};
     raw->setReportSeqForTest(0xFFFFFFFFU);
@@ -43,13 +43,15 @@ TEST_F(RawCycleTest, ScanBatchSharesOneSequenceNumberWrapsPastZeroAndIsSentOnce)
     WifiScanResult empty;
     Raw::scanResultsCb(&empty, raw.get());
     std::vector<Report> want;
+    const Mac bssid{0x02, 0x11, 0x22, 0x33, 0x44, 0x5f};  // every octet its own
     for (const uint32_t seq : {0xFFFFFFFFU, 1U}) {
-        want.push_back(report(11, seq, false, "a", {rec(mac(3), 2437, 1, -40, 77)}));
+        want.push_back(report(11, seq, false, "a", {rec(bssid, 2437, 1, -40, 77)}));
         want.push_back(report(11, seq, false, "b", {rec({}, 0, 5, -60, 12)}));
         want.push_back(report(11, seq, true, "c", {}));
     }
     expectReports(0, want);
     EXPECT_EQ(raw->getReportSeq(), 2U);
+    EXPECT_THAT(logs(kRawFile), Contains("1 sendScanReport bssid 2:11:22:33:44:5f"));
 }
 
 TEST_F(RawCycleTest, ConnectedReportCarriesThePollsOwnRssiAndKeepsTheSequence) {

@@ -81,6 +81,11 @@ TEST_F(RawDecodeTest, FilterTextsComeFromTheLastEntryWhileEveryEntryKeepsItsMap)
         EXPECT_EQ(decode(indication(1, 5, ssids)), decoded);
     }
     EXPECT_THAT(logs(kRawFile), Contains("1 Any SSID found ").Times(1));
+    for (const char* trace :
+         {"0 bssids   : 02:00:00:00:05:00", "0 channels : 36",
+          "1 RawMeasurement bssid: 02:00:00:00:05:00 ", "1 RawMeasurement channel: 36 "}) {
+        EXPECT_THAT(logs(kRawFile), Contains(trace));
+    }
     engine().logs.clear();
     EXPECT_EQ(decode(indication(1, 5, {{"x", {{mac(3), {1}}}}}, false)), " |  |");  // no list
     EXPECT_EQ(logs(kRawFile), (Strings{"2 RawMeasurement Xtor", "2 RawMeasurement D-Xtor"}));
