@@ -115,16 +115,23 @@ TEST(LiveMode, SimulatorRunsAgainstTheDaemon) {
     sta.reply("SCAN_RESULTS", fixture("sta-scan-results.txt"));
     sta.reply("BSS 02:00:00:00:03:00", fixture("sta-bss-ap2g.txt"));
     sta.reply("BSS 02:00:00:00:04:00", fixture("sta-bss-ap5g.txt"));
-    sta.reply("BSS 02:00:00:00:05:00", fixture("sta-bss-aphe.txt"));
+    // This one's elements begin with an empty SSID element, as a hidden network's would.
+    std::string hidden = fixture("sta-bss-aphe.txt");
+    hidden.replace(hidden.find("ie=000a746573746265642d6865"), 27, "ie=0000");
+    sta.reply("BSS 02:00:00:00:05:00", hidden);
+    sta.reply("SIGNAL_POLL", fixture("sta-signal-poll.txt"));
     const std::string scenario = dir.write("live.yaml", R"(live: {timeout: 2}
 steps:
   - start_measurement: {meas_id: 1, meas_param_mask: 5, reporting_interval: 30, ssid_list: [
       {any: true, bssid_list: [{bssid: ff:ff:ff:ff:ff:ff, channel_list: [1, 3]}]}]}
   - scan_ready: {timeout: 3}
+  - start_measurement: {meas_id: 2, meas_param_mask: 1, sampling_interval: 1,
+      reporting_interval: 30, ssid_list: [{connected: true}]}
   - advance: 1
   - stop_measurement: {meas_id: 1}
 )");
-    const auto run = simtest::runSim({scenario, "--live", "--ctrl-dir", dir.path()});
+    const std::string svg = dir.path() + "/run.svg";
+    const auto run = simtest::runSim({scenario, "--live", "--ctrl-dir", dir.path(), "--svg", svg});
     ASSERT_EQ(run.rc, 0) << run.err << run.out;
     // The band codes became the scan's frequencies; the real event brought the reports.
     const std::string freqs = ylmsim::scanFrequencies("1,3");
@@ -133,13 +140,20 @@ steps:
              "-> scanResultsReady           CTRL-EVENT-SCAN-RESULTS",
              R"(meas_id=1 report_seq=1 last_report=0 ssid="testbed-2g")",
              R"(meas_id=1 report_seq=1 last_report=0 ssid="testbed-5g")",
-             R"(meas_id=1 report_seq=1 last_report=1 ssid="testbed-he")"}) {
+             R"(meas_id=1 report_seq=1 last_report=1 ssid="testbed-he")",
+             "!! BSS 02:00:00:00:05:00      the elements of 02:00:00:00:05:00 begin with an "
+             "SSID"}) {
         EXPECT_NE(run.out.find(text), std::string::npos) << text;
     }
     EXPECT_EQ(sta.received(),
               (std::vector<std::string>{"PING", "ATTACH", "SCAN freq=" + freqs, "SCAN_RESULTS",
                                         "BSS 02:00:00:00:03:00", "BSS 02:00:00:00:04:00",
-                                        "BSS 02:00:00:00:05:00", "DETACH"}));
+                                        "BSS 02:00:00:00:05:00", "SIGNAL_POLL", "DETACH"}));
+    // The picture holds the real daemon's reports and its signal-poll RSSI as the sample.
+    const std::string picture = simtest::readFile(svg);
+    EXPECT_NE(picture.find(R"(data-meas-id="1" data-report-seq="1" data-ssid="testbed-he")"),
+              std::string::npos);
+    EXPECT_NE(picture.find(R"(data-meas-id="2" data-rssi="-20")"), std::string::npos);
 
     const auto absent = simtest::runSim({scenario, "--live", "--ctrl-dir", dir.path() + "/none"});
     EXPECT_EQ(absent.rc, 1);

@@ -250,6 +250,16 @@ void Printer::note(const std::string& text) {
     std::fprintf(out, "%6s       # %s\n", time.c_str(), text.c_str());
 }
 
+void Printer::explanation(const std::string& about, const std::string& text) {
+    if (!opts.json) {
+        row("-", "!!", about, text);
+        return;
+    }
+    const json note = {{"time", emu::Engine::instance().now()}, {"about", about}, {"note", text}};
+    // Daemon texts need not be UTF-8; the object must still be one valid line.
+    std::fprintf(err, "%s\n", note.dump(-1, ' ', false, json::error_handler_t::replace).c_str());
+}
+
 void Printer::subRow(const std::string& text) {
     std::fprintf(out, "%*s%s\n", kDetailsColumn, "", text.c_str());
 }

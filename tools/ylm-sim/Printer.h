@@ -27,6 +27,9 @@ class Printer {
     void row(const std::string& client, const char* arrow, const std::string& op,
              const std::string& details);
     void note(const std::string& text);
+    // Why a report looks as it does: a "!!" row, or in JSON mode an object on err, since stdout
+    // carries only the messages there.
+    void explanation(const std::string& about, const std::string& text);
     // The library's log lines and DSD messages added since the last call.
     void flush();
     void summary(const std::map<std::string, size_t>& unanswered, size_t clients, bool live);

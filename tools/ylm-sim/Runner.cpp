@@ -6,6 +6,7 @@
 #include <cmath>
 #include <csignal>
 
+#include "SvgTimeline.h"
 #include "emu/Engine.h"
 
 namespace ylmsim {
@@ -37,6 +38,7 @@ Runner::~Runner() {
     emu::Engine& e = emu::Engine::instance();
     e.setSupplicantBackend(nullptr);
     e.setForkExecBackend(nullptr);
+    e.onDsd = nullptr;
 }
 
 bool Runner::setUp() {
@@ -52,14 +54,19 @@ bool Runner::setUp() {
             std::fprintf(err, "ylm-sim: %s\n", error.c_str());
             return false;
         }
-        e.setSupplicantBackend(live.get());
+        explained.wrap(live.get());
         e.setForkExecBackend(&liveFork);
     } else {
         scripted.apply(sc.daemon);
-        e.setSupplicantBackend(&scripted);
+        explained.wrap(&scripted);
         for (const auto& f : sc.forks) {
             e.scriptedForkExec().setResult(f.command, f.output, f.rc);
         }
+    }
+    e.setSupplicantBackend(&explained);
+    e.onDsd = [this](const emu::DsdMessage& m) { explainer.message(m); };
+    if (!opts.svgPath.empty()) {
+        polls.attach();
     }
     for (size_t i = 0; i < sc.dsdCount; ++i) {
         e.dsd(i);
@@ -106,6 +113,13 @@ int Runner::run() {
         showNotices();
     }
     printer.summary(scripted.unanswered(), sc.dsdCount, opts.live);
+    std::string error;
+    if (!opts.svgPath.empty() &&
+        !writeRunPicture(opts.svgPath, {sc.name.empty() ? sc.file : sc.name, mode}, polls,
+                         sc.dsdCount, error)) {
+        std::fprintf(err, "ylm-sim: %s\n", error.c_str());
+        return 1;
+    }
     if (interrupted) {
         std::fprintf(err, "ylm-sim: interrupted\n");
         return 1;
@@ -180,7 +194,12 @@ void Runner::indication(const Step& s) {
         case StepKind::StartMeasurement: {
             auto ind = s.start;
             op = "startWifiMeasurement";
+            const size_t timersBefore = emu::Engine::instance().timers.size();
             const bool ok = plugin.startWifiMeasurement(dsd, ind);
+            if (ok) {
+                explainer.started(dsd, s.start);
+            }
+            polls.measurementStarted(s.dsd, s.start, timersBefore);
             details += std::string(" -> ") + (ok ? "true" : "false");
             break;
         }
@@ -188,6 +207,7 @@ void Runner::indication(const Step& s) {
             auto ind = s.stop;
             op = "stopWifiMeasurement";
             plugin.stopWifiMeasurement(dsd, ind);
+            explainer.stopped(dsd, s.stop.meas_id);
             break;
         }
         case StepKind::ProfileInit: {
@@ -209,6 +229,7 @@ void Runner::indication(const Step& s) {
         default:
             op = "stopAllRequests";
             plugin.stopAllRequests(dsd);
+            explainer.stoppedAll(dsd);
             break;
     }
     printer.row(std::to_string(s.dsd), "->", op, details);
@@ -258,6 +279,7 @@ void Runner::advanceTo(int64_t target) {
             sameInstant = 0;
             e.advance(next - e.now());
             printer.flush();
+            showNotices();
         }
         while (scripted.nextScanResults() >= 0 && scripted.nextScanResults() <= e.now()) {
             if (++sameInstant > kMaxEventsPerInstant) {
@@ -271,12 +293,14 @@ void Runner::advanceTo(int64_t target) {
             scripted.popScanResults();
             scanResultsReady("scan_delay after SCAN");
             printer.flush();
+            showNotices();
         }
     }
     if (target > e.now()) {
         e.advance(target - e.now());
     }
     printer.flush();
+    showNotices();
 }
 
 void Runner::liveWait(int64_t target, bool untilScanResults) {
@@ -322,6 +346,9 @@ void Runner::liveWait(int64_t target, bool untilScanResults) {
 }
 
 void Runner::showNotices() {
+    for (const auto& n : explainer.take()) {
+        printer.explanation(n.about, n.text);
+    }
     if (!live) {
         return;
     }

@@ -6,9 +6,11 @@
 #include <string>
 
 #include "Live.h"
+#include "Notes.h"
 #include "Plugin.h"
 #include "Printer.h"
 #include "Scenario.h"
+#include "SignalPollTap.h"
 #include "SimSupplicant.h"
 
 namespace ylmsim {
@@ -18,6 +20,7 @@ struct RunOptions {
     bool live = false;
     LiveOptions liveOptions;
     OutputOptions output;
+    std::string svgPath;  // where the picture of the run goes; empty: none
 };
 
 class Runner {
@@ -45,6 +48,9 @@ class Runner {
     FILE* err;
     Printer printer;
     SimSupplicant scripted;
+    Explainer explainer;
+    ExplainedSupplicant explained{explainer};
+    SignalPollTap polls;
     std::unique_ptr<LiveSupplicant> live;
     LiveForkExec liveFork;
     Plugin plugin;

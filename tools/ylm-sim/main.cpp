@@ -14,12 +14,13 @@
 namespace {
 
 constexpr const char* kUsage =
-    "usage: ylm-sim [SCENARIO.yaml] [--json] [--hex] [--log-level N] [--lib PATH] [--live]\n"
-    "               [--ctrl-dir DIR] [--iface IFACE] [--p2p-iface IFACE]\n"
+    "usage: ylm-sim [SCENARIO.yaml] [--json] [--hex] [--log-level N] [--svg FILE] [--lib PATH]\n"
+    "               [--live] [--ctrl-dir DIR] [--iface IFACE] [--p2p-iface IFACE]\n"
     "  SCENARIO.yaml   scenario to play (default: the built-in scenario)\n"
     "  --json          one JSON object per DSD message on stdout, nothing else\n"
     "  --hex           add the raw bytes of each message\n"
     "  --log-level N   show the library's log lines of level N and above\n"
+    "  --svg FILE      also write the run as an SVG timeline to FILE\n"
     "  --lib PATH      the plug-in to load (default: the libylm.so of this build)\n"
     "  --live          use this machine's wpa_supplicant and a real clock\n"
     "  --ctrl-dir DIR  wpa_supplicant control directory (default /var/run/wpa_supplicant)\n"
@@ -103,10 +104,11 @@ int main(int argc, char** argv) {
                 return usageError("--log-level needs a level number (0 to 4)");
             }
         } else if (arg == "--lib" || arg == "--ctrl-dir" || arg == "--iface" ||
-                   arg == "--p2p-iface") {
+                   arg == "--p2p-iface" || arg == "--svg") {
             std::string& target = arg == "--lib"        ? opts.library
                                   : arg == "--ctrl-dir" ? opts.liveOptions.ctrlDir
                                   : arg == "--iface"    ? opts.liveOptions.iface
+                                  : arg == "--svg"      ? opts.svgPath
                                                         : opts.liveOptions.p2pIface;
             if (!takeValue(target) || target.empty()) {
                 return usageError(arg + " needs a value");

@@ -1,0 +1,393 @@
+#include "Notes.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+
+#include "VorSupplicantWrapper.h"
+
+namespace ylmsim {
+namespace {
+
+using replay::ScanRecord;
+
+constexpr size_t kColumns = 5;          // bssid, frequency, signal level, flags, ssid
+constexpr size_t kShownRecords = 3;     // misread records spelled out in one note
+constexpr size_t kShownTextBytes = 40;  // of any daemon text quoted in a note
+
+// A daemon text in quotes, on one line and of bounded length.
+std::string quote(const std::string& text) {
+    std::string out = "\"";
+    for (size_t i = 0; i < text.size() && i < kShownTextBytes; ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if (c < 0x20 || c == 0x7f) {
+            char buf[8];
+            std::snprintf(buf, sizeof buf, "\\x%02x", c);
+            out += buf;
+        } else {
+            out += text[i];
+        }
+    }
+    return out + (text.size() > kShownTextBytes ? "...\"" : "\"");
+}
+
+// A BSSID as it stands when it is one, else quoted like any other daemon text.
+std::string bssidText(const std::string& bssid) {
+    constexpr size_t kMacText = 17;
+    return bssid.size() == kMacText && replay::readsAsMac(bssid) ? bssid : quote(bssid);
+}
+
+std::string rowName(size_t row, const std::string& bssid) {
+    return "row " + std::to_string(row) + (bssid.empty() ? "" : " (" + bssidText(bssid) + ")");
+}
+
+// A record as read; a frequency text that is no plain number shows what the report makes of it.
+std::string describe(const ScanRecord& r) {
+    const std::string sent = std::to_string(static_cast<uint16_t>(std::atoi(r.frequency.c_str())));
+    return "BSSID " + quote(r.bssid) + " frequency " + quote(r.frequency) +
+           (sent == r.frequency ? "" : " (sent as " + sent + ")") + " SSID " + quote(r.ssid);
+}
+
+std::string joined(const std::vector<std::string>& items) {
+    std::string out;
+    for (const auto& item : items) {
+        out += (out.empty() ? "" : "; ") + item;
+    }
+    return out;
+}
+
+std::string listed(const std::vector<std::string>& items) {
+    std::string out;
+    for (size_t i = 0; i < items.size(); ++i) {
+        out += (i == 0 ? "" : i + 1 == items.size() ? " and " : ", ") + items[i];
+    }
+    return out;
+}
+
+bool sameAsWritten(const ScanRecord& r, const std::vector<std::string>& columns) {
+    return columns.size() == kColumns && r.bssid == columns[0] && r.frequency == columns[1] &&
+           r.level == static_cast<int16_t>(std::atoi(columns[2].c_str())) && r.ssid == columns[4];
+}
+
+// Rows of the part the plug-in read whose line end it saw.
+size_t completeRows(const std::string& seen, size_t rows) {
+    return !seen.empty() && seen.back() == '\n' ? rows : rows - std::min<size_t>(rows, 1);
+}
+
+// The elements the plug-in reads, and what a report takes from each (null: nothing of its own).
+struct KnownElement {
+    unsigned id;
+    const char* name;
+    const char* use;
+};
+constexpr KnownElement kElements[] = {
+    {0, "SSID", nullptr},
+    {1, "Supported Rates", "Wi-Fi generation"},
+    {7, "Country", "country code"},
+    {11, "BSS Load", "BSS load (channel utilization)"},
+    {42, "ERP", "Wi-Fi generation"},
+    {50, "Extended Supported Rates", nullptr},
+    {61, "HT Operation", "Wi-Fi generation"},
+    {107, "Interworking", "HESSID"},
+    {192, "VHT Operation", "Wi-Fi generation"},
+};
+
+const KnownElement* known(unsigned id) {
+    for (const auto& e : kElements) {
+        if (e.id == id) {
+            return &e;
+        }
+    }
+    return nullptr;
+}
+
+void addOnce(std::vector<std::string>& items, const std::string& item) {
+    if (std::find(items.begin(), items.end(), item) == items.end()) {
+        items.push_back(item);
+    }
+}
+
+}  // namespace
+
+void Explainer::started(const VorTpxDsd* dsd, const dsd_start_wifi_meas_ind_msg_v01& ind) {
+    requests[{dsd, ind.meas_id}] = {replay::scanMode(ind), replay::requestFilters(ind)};
+}
+
+void Explainer::stopped(const VorTpxDsd* dsd, int32_t measId) {
+    requests.erase({dsd, measId});
+}
+
+void Explainer::stoppedAll(const VorTpxDsd* dsd) {
+    for (auto it = requests.begin(); it != requests.end();) {
+        it = it->first.first == dsd ? requests.erase(it) : std::next(it);
+    }
+}
+
+std::vector<Note> Explainer::take() {
+    std::vector<Note> out;
+    out.swap(pending);
+    return out;
+}
+
+void Explainer::reply(int type, const std::string& cmd, const std::string& text, size_t room) {
+    if (room == 0 || type != 0) {
+        return;
+    }
+    // The plug-in reads a C text: up to the first zero byte, and no further than its buffer.
+    const std::string whole = text.substr(0, text.find('\0'));
+    if (cmd == VorSupplicantWrapper::scanResultCmd) {
+        scanTable(whole, room);
+    } else if (cmd.compare(0, 4, "BSS ") == 0) {
+        bssReply(cmd, whole.substr(0, room));
+    }
+}
+
+void Explainer::message(const emu::DsdMessage& msg) {
+    if (msg.op == emu::DsdOp::WifiMeasurementReport) {
+        crowdedReport(msg);
+    }
+}
+
+void Explainer::scanTable(const std::string& whole, size_t room) {
+    const std::string seen = whole.substr(0, room);
+    lastScan = replay::readScanTable(seen);
+    if (seen.size() < whole.size()) {
+        cutTable(whole, seen);
+    }
+    emptyColumn(seen);
+    escapedSsids();
+}
+
+void Explainer::cutTable(const std::string& whole, const std::string& seen) {
+    const auto all = replay::tableRows(whole);
+    const auto read = replay::tableRows(seen);
+    const size_t complete = completeRows(seen, read.size());
+    std::string text = "the table is " + std::to_string(whole.size()) +
+                       " bytes but the plug-in's reply buffer holds " +
+                       std::to_string(seen.size()) + " of them" +
+                       ", and the daemon lists access points in the order it first saw them";
+    if (all.size() > read.size()) {
+        const size_t first = read.size() + 1;
+        const size_t lost = all.size() - read.size();
+        text += ": the last " +
+                (lost == 1 ? rowName(first, all[first - 1][0]) + " never reaches"
+                           : std::to_string(lost) + " rows (" + std::to_string(first) + " to " +
+                                 std::to_string(all.size()) + ", from " +
+                                 bssidText(all[first - 1][0]) + " on) never reach") +
+                " the plug-in and " + (lost == 1 ? "is" : "are") + " missing from every report";
+    }
+    if (complete < read.size()) {
+        const size_t row = read.size();
+        std::vector<std::string> as;
+        for (const auto& r : lastScan) {
+            if (r.row == row) {
+                as.push_back(describe(r));
+            }
+        }
+        text += std::string(all.size() > read.size() ? "; " : ": ") + "row " + std::to_string(row) +
+                " is cut short" + (as.empty() ? " and dropped" : " and read as " + joined(as)) +
+                (read.back().size() < kColumns
+                     ? ", the columns it lacks keeping the values of the row before"
+                     : "");
+    }
+    pending.push_back({VorSupplicantWrapper::scanResultCmd, text});
+}
+
+void Explainer::emptyColumn(const std::string& seen) {
+    const auto rows = replay::tableRows(seen);
+    const size_t complete = completeRows(seen, rows.size());
+    static const char* const kNames[kColumns] = {"BSSID", "frequency", "signal level", "flags",
+                                                 "SSID"};
+    size_t odd = 0;
+    std::string what;
+    for (size_t i = 0; i < complete && odd == 0; ++i) {
+        const auto& cols = rows[i];
+        for (size_t c = 0; c < kColumns && c < cols.size() && odd == 0; ++c) {
+            if (cols[c].empty()) {
+                odd = i + 1;
+                what = std::string("an empty ") + kNames[c] + " column" +
+                       (c == kColumns - 1 ? " (hidden network)" : "");
+            }
+        }
+        if (odd == 0 && cols.size() != kColumns) {
+            odd = i + 1;
+            what = std::to_string(cols.size()) + " columns instead of 5";
+        }
+    }
+    if (odd == 0) {
+        return;
+    }
+    // The records read from that row on, against the rows as the daemon wrote them.
+    std::vector<const ScanRecord*> misread;
+    for (const auto& r : lastScan) {
+        if (r.row >= odd && (r.row > rows.size() || !sameAsWritten(r, rows[r.row - 1]))) {
+            misread.push_back(&r);
+        }
+    }
+    if (misread.empty()) {
+        return;
+    }
+    std::vector<std::string> shown;
+    std::vector<std::string> queries;
+    for (const ScanRecord* r : misread) {
+        if (shown.size() < kShownRecords) {
+            shown.push_back(describe(*r));
+        }
+        if (!replay::readsAsMac(r->bssid) && queries.size() < kShownRecords) {
+            queries.push_back(quote("BSS " + r->bssid));
+        }
+    }
+    std::string text = rowName(odd, rows[odd - 1][0]) + " has " + what +
+                       ", and the reader takes each field from the next one in the table, "
+                       "skipping empty ones, so from there on fields come from the wrong "
+                       "columns: " +
+                       std::to_string(misread.size()) + " record" +
+                       (misread.size() == 1 ? "" : "s") + " read as " + joined(shown) +
+                       (misread.size() > shown.size() ? "; ..." : "") +
+                       ". Reports group them under those SSIDs";
+    if (!queries.empty()) {
+        text +=
+            "; a BSSID that is no address is sent as 00:00:00:00:00:00 and its BSS load "
+            "query goes out as " +
+            listed(queries);
+    }
+    pending.push_back({VorSupplicantWrapper::scanResultCmd, text});
+}
+
+void Explainer::escapedSsids() {
+    // The escaped SSIDs as written, by the record (row and BSSID) they belong to.
+    std::map<std::pair<size_t, std::string>, std::string> written;
+    std::vector<ScanRecord> decoded = lastScan;
+    for (auto& r : decoded) {
+        const std::string plain = replay::unescapeSsid(r.ssid);
+        if (plain != r.ssid) {
+            written[{r.row, r.bssid}] = r.ssid;
+            r.ssid = plain;
+        }
+    }
+    if (written.empty()) {
+        return;
+    }
+    for (const auto& [key, request] : requests) {
+        if (!request.scanning) {
+            continue;
+        }
+        const auto raw = replay::groupMatches(lastScan, request.filters);
+        const auto plain = replay::groupMatches(decoded, request.filters);
+        std::set<std::string> asked;
+        for (const auto& f : request.filters) {
+            if (f.ssid == "AnySSID" || !asked.insert(f.ssid).second || plain.count(f.ssid) == 0) {
+                continue;
+            }
+            std::set<std::pair<size_t, std::string>> matched;
+            if (raw.count(f.ssid) != 0) {
+                for (const auto& r : raw.at(f.ssid)) {
+                    matched.insert({r.row, r.bssid});
+                }
+            }
+            std::vector<const ScanRecord*> missed;
+            for (const auto& r : plain.at(f.ssid)) {
+                if (matched.count({r.row, r.bssid}) == 0 && written.count({r.row, r.bssid}) != 0) {
+                    missed.push_back(&r);
+                }
+            }
+            if (missed.empty()) {
+                continue;
+            }
+            const ScanRecord& r = *missed[0];
+            std::string text =
+                rowName(r.row, r.bssid) + " has the SSID " + quote(written.at({r.row, r.bssid})) +
+                ", the daemon's escaped writing of " + quote(r.ssid) + "; the request for " +
+                quote(f.ssid) + " (meas_id " + std::to_string(key.second) +
+                ") is compared with the text as written and never matches it, so "
+                "that access point is missing from its report";
+            if (missed.size() > 1) {
+                text += " (" + std::to_string(missed.size() - 1) + " more alike)";
+            }
+            pending.push_back({VorSupplicantWrapper::scanResultCmd, text});
+        }
+    }
+}
+
+void Explainer::bssReply(const std::string& cmd, const std::string& text) {
+    for (const auto& ie : replay::replyValues(text, "ie")) {
+        const auto walk = replay::walkElements(ie);
+        if (!walk.endedByEmpty) {
+            continue;
+        }
+        std::set<std::string> kept;  // what the elements read before it still give
+        for (const auto& e : walk.read) {
+            if (known(e.id) != nullptr && known(e.id)->use != nullptr) {
+                kept.insert(known(e.id)->use);
+            }
+        }
+        std::vector<std::string> names;
+        std::vector<std::string> uses;
+        for (const auto& e : walk.unread) {
+            const KnownElement* k = known(e.id);
+            if (k != nullptr && k->use != nullptr && kept.count(k->use) == 0) {
+                addOnce(names, k->name);
+                addOnce(uses, k->use);
+            }
+        }
+        if (uses.empty()) {
+            continue;  // nothing a report uses was lost
+        }
+        const KnownElement* empty = known(walk.empty.id);
+        const std::string element = empty != nullptr ? std::string(empty->name) + " element"
+                                                     : "element " + std::to_string(walk.empty.id);
+        const bool ssid = walk.empty.id == 0;
+        const std::string where =
+            walk.empty.offset == 0
+                ? " begin with " + std::string(ssid ? "an " : "a ") + element + " of length 0"
+                : " hold " + element + " with length 0 at octet " +
+                      std::to_string(walk.empty.offset);
+        pending.push_back(
+            {cmd, "the elements of " + bssidText(cmd.substr(4)) + where +
+                      (ssid ? " (hidden network)" : "") + ", which ends the element walk: the " +
+                      listed(names) + " element" + (names.size() == 1 ? "" : "s") +
+                      " after it are never read, so its " + listed(uses) + " stay unknown"});
+        return;
+    }
+}
+
+void Explainer::crowdedReport(const emu::DsdMessage& msg) {
+    const auto report = msg.as<dsd_wifi_meas_report_req_msg_v01>();
+    const auto it = requests.find({msg.dsd, static_cast<int32_t>(report.meas_id)});
+    if (report.bssid_list_len < DSD_WIFI_MEAS_REPORT_BSSID_MAX_V01 || it == requests.end()) {
+        return;
+    }
+    const std::string ssid(reinterpret_cast<const char*>(report.ssid),
+                           std::min<size_t>(report.ssid_len, sizeof report.ssid));
+    for (const auto& [key, group] : replay::groupMatches(lastScan, it->second.filters)) {
+        if (key.substr(0, sizeof report.ssid) != ssid ||
+            group.size() <= DSD_WIFI_MEAS_REPORT_BSSID_MAX_V01) {
+            continue;
+        }
+        const auto kept = DSD_WIFI_MEAS_REPORT_BSSID_MAX_V01;
+        const size_t left = group.size() - kept;
+        pending.push_back({"sendWifiMeasurementReport",
+                           quote(ssid) + " has " + std::to_string(group.size()) +
+                               " matching access points but a report holds " +
+                               std::to_string(kept) + " records: the " + std::to_string(left) +
+                               " after " + bssidText(group[kept - 1].bssid) +
+                               " in SSID and BSSID order (" + bssidText(group[kept].bssid) +
+                               (left == 1 ? "" : " to " + bssidText(group.back().bssid)) +
+                               ") are left out"});
+        return;
+    }
+}
+
+bool ExplainedSupplicant::command(int type, const std::string& cmd, std::string& reply) {
+    if (!inner->command(type, cmd, reply)) {
+        return false;
+    }
+    // The engine records each call before it reaches us; only the reply-buffer form is read back.
+    const auto& events = emu::Engine::instance().supplicantEvents;
+    const bool read = !events.empty() && events.back().kind == emu::SupplicantEvent::Command;
+    explainer.reply(type, cmd, reply, read ? events.back().replyRoom : 0);
+    return true;
+}
+
+}  // namespace ylmsim
