@@ -12,4 +12,4 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${YLM_QEMU} -L /usr/${YLM_TRIPLE})
 
 # The simulator needs host-only libraries.
-set(YLM_BUILD_TOOLS OFF CACHE BOOL "Build the simulator (needs yaml-cpp and nlohmann-json)")
+set(YLM_BUILD_TOOLS OFF CACHE BOOL "Build the simulator (needs libyaml and nlohmann-json)")

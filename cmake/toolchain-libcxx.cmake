@@ -7,7 +7,3 @@ set(CMAKE_CXX_FLAGS_INIT "-stdlib=libc++")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-stdlib=libc++")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-stdlib=libc++")
 set(CMAKE_MODULE_LINKER_FLAGS_INIT "-stdlib=libc++")
-
-# The simulator needs yaml-cpp, which Debian ships built against libstdc++ only
-# (docs/handset.md).
-set(YLM_BUILD_TOOLS OFF CACHE BOOL "Build the simulator (needs yaml-cpp and nlohmann-json)")

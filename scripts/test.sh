@@ -4,8 +4,8 @@
 #   1. host build (gcc) and its tests (unit, end-to-end, load, simulator, symbol/ABI checks),
 #      then clang-format and clang-tidy over the sources;
 #   2. the same suite built with clang and ASan+UBSan (any finding fails);
-#   3. a clang build against libc++, the handset's C++ runtime: unit, end-to-end and load tests,
-#      and the symbol check against abi/symbols-libcxx.txt;
+#   3. a clang build against libc++, the handset's C++ runtime: unit, end-to-end, load and
+#      simulator tests, and the symbol check against abi/symbols-libcxx.txt;
 #   4. every libFuzzer target for a short fixed number of runs;
 #   5. armv7 and arm64 builds, their tests under qemu-user, symbol and ABI checks;
 #   6. the real-radio testbed (qemu VM with simulated radios and real daemons).

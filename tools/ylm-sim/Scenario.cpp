@@ -1,7 +1,6 @@
 #include "Scenario.h"
 
 #include <arpa/inet.h>
-#include <yaml-cpp/yaml.h>
 
 #include <cctype>
 #include <cerrno>
@@ -11,6 +10,8 @@
 #include <limits>
 #include <set>
 #include <sstream>
+
+#include "Yaml.h"
 
 namespace ylmsim {
 
@@ -28,7 +29,7 @@ constexpr size_t kMaxDsdClients = 16;
 
 // A node with the path and line that name it in error messages.
 struct Field {
-    YAML::Node node;
+    yaml::Node node;
     std::string path;
     const std::string* file;
     int line;
@@ -38,44 +39,43 @@ struct Field {
     throw ScenarioError(*f.file, f.line, f.path.empty() ? "(top level)" : f.path, message);
 }
 
-int lineOf(const YAML::Node& node, int fallback) {
-    const YAML::Mark mark = node.Mark();
-    return mark.is_null() ? fallback : mark.line + 1;
+int lineOf(const yaml::Node& node, int fallback) {
+    return node.line() == 0 ? fallback : node.line();
 }
 
-Field sub(const Field& parent, const YAML::Node& node, const std::string& name) {
+Field sub(const Field& parent, const yaml::Node& node, const std::string& name) {
     return {node, parent.path.empty() ? name : parent.path + name, parent.file,
             lineOf(node, parent.line)};
 }
 
-std::string kindName(const YAML::Node& node) {
-    switch (node.Type()) {
-        case YAML::NodeType::Sequence:
+std::string kindName(const yaml::Node& node) {
+    switch (node.type()) {
+        case yaml::Type::Sequence:
             return "a list";
-        case YAML::NodeType::Map:
+        case yaml::Type::Map:
             return "a map";
-        case YAML::NodeType::Scalar:
-            return "\"" + node.Scalar() + "\"";
+        case yaml::Type::Scalar:
+            return "\"" + node.scalar() + "\"";
         default:
             return "nothing";
     }
 }
 
 std::string scalar(const Field& f, const char* what) {
-    if (!f.node.IsScalar()) {
+    if (!f.node.isScalar()) {
         fail(f, std::string("expected ") + what + ", got " + kindName(f.node));
     }
-    return f.node.Scalar();
+    return f.node.scalar();
 }
 
 // The entries of one map, checked against the keys it may hold.
 class MapReader {
   public:
     MapReader(const Field& f, std::initializer_list<const char*> keys) : self(f) {
-        if (f.node.IsNull()) {
+        if (f.node.isNull()) {
             return;  // "key:" with nothing after it: an empty map
         }
-        if (!f.node.IsMap()) {
+        if (!f.node.isMap()) {
             fail(f, "expected a map, got " + kindName(f.node));
         }
         const std::set<std::string> allowed(keys.begin(), keys.end());
@@ -140,7 +140,7 @@ class MapReader {
 };
 
 std::vector<Field> listOf(const Field& f, size_t maxItems) {
-    if (!f.node.IsSequence()) {
+    if (!f.node.isSequence()) {
         fail(f, "expected a list, got " + kindName(f.node));
     }
     if (f.node.size() > maxItems) {
@@ -239,7 +239,7 @@ bool boolean(const Field& f) {
     if (s == "false" || s == "no" || s == "off") {
         return false;
     }
-    fail(f, "expected true or false, got \"" + f.node.Scalar() + "\"");
+    fail(f, "expected true or false, got \"" + f.node.scalar() + "\"");
 }
 
 double number(const Field& f) {
@@ -338,8 +338,8 @@ struct Loader {
 
     // A text reply: inline text, {file: path} or {fail: true}.
     Reply reply(const Field& f) const {
-        if (f.node.IsScalar()) {
-            return {false, f.node.Scalar()};
+        if (f.node.isScalar()) {
+            return {false, f.node.scalar()};
         }
         MapReader m(f, {"file", "fail"});
         const std::string which = m.oneOf({"file", "fail"});
@@ -447,7 +447,7 @@ struct Loader {
             e.decisionEngine = boolean(*d);
         }
         if (auto ops = m.opt("operators")) {
-            if (!ops->node.IsMap()) {
+            if (!ops->node.isMap()) {
                 fail(*ops,
                      "expected a map of ICCID text to operator name, got " + kindName(ops->node));
             }
@@ -468,7 +468,7 @@ struct Loader {
         const Field b = m.need("bssid");
         if (!parseMac(scalar(b, "a MAC address"), out.bssid)) {
             fail(b,
-                 "expected a MAC address like 02:00:00:00:03:00, got \"" + b.node.Scalar() + "\"");
+                 "expected a MAC address like 02:00:00:00:03:00, got \"" + b.node.scalar() + "\"");
         }
         sum += macText(out.bssid);
         if (auto ch = m.opt("channel_list")) {
@@ -640,13 +640,13 @@ struct Loader {
 
     static void ipv4(const Field& f, uint32_t& out) {
         if (inet_pton(AF_INET, scalar(f, "an IPv4 address").c_str(), &out) != 1) {
-            fail(f, "expected an IPv4 address like 192.168.1.2, got \"" + f.node.Scalar() + "\"");
+            fail(f, "expected an IPv4 address like 192.168.1.2, got \"" + f.node.scalar() + "\"");
         }
     }
 
     static void ipv6(const Field& f, uint8_t (&out)[16]) {
         if (inet_pton(AF_INET6, scalar(f, "an IPv6 address").c_str(), out) != 1) {
-            fail(f, "expected an IPv6 address like fe80::1, got \"" + f.node.Scalar() + "\"");
+            fail(f, "expected an IPv6 address like fe80::1, got \"" + f.node.scalar() + "\"");
         }
     }
 
@@ -656,8 +656,8 @@ struct Loader {
     }
 
     static uint8_t byteOrBool(const Field& f) {
-        if (f.node.IsScalar()) {
-            const std::string v = f.node.Scalar();
+        if (f.node.isScalar()) {
+            const std::string v = f.node.scalar();
             if (v == "true" || v == "false") {
                 return v == "true" ? 1 : 0;
             }
@@ -728,24 +728,24 @@ struct Loader {
         }
         if (auto v = m.opt("ipv4_addr")) {
             ipv4(*v, c.ipv4Addr);
-            s.summary += " ipv4_addr=" + v->node.Scalar();
+            s.summary += " ipv4_addr=" + v->node.scalar();
         }
         if (auto v = m.opt("ipv6_addr")) {
             ipv6(*v, c.ipv6Addr);
-            s.summary += " ipv6_addr=" + v->node.Scalar();
+            s.summary += " ipv6_addr=" + v->node.scalar();
         }
         if (auto v = m.opt("dns_ipv4")) {
             const auto items = listOf(*v, 2);
             for (size_t i = 0; i < items.size(); ++i) {
                 ipv4(items[i], c.dnsIpv4[i]);
-                s.summary += " dns_ipv4=" + items[i].node.Scalar();
+                s.summary += " dns_ipv4=" + items[i].node.scalar();
             }
         }
         if (auto v = m.opt("dns_ipv6")) {
             const auto items = listOf(*v, 2);
             for (size_t i = 0; i < items.size(); ++i) {
                 ipv6(items[i], c.dnsIpv6[i]);
-                s.summary += " dns_ipv6=" + items[i].node.Scalar();
+                s.summary += " dns_ipv6=" + items[i].node.scalar();
             }
         }
         if (auto v = m.opt("net_flag")) {
@@ -881,7 +881,7 @@ struct Loader {
     }
 
     Step step(const Field& item) {
-        if (!item.node.IsMap() || item.node.size() != 1) {
+        if (!item.node.isMap() || item.node.size() != 1) {
             fail(item, "expected a step: a map with exactly one action, such as advance: 5");
         }
         const auto entry = *item.node.begin();
@@ -901,11 +901,11 @@ struct Loader {
         fail(value, "unknown action (expected " + actionNames() + ")");
     }
 
-    Scenario scenario(const YAML::Node& root, const std::string& file) {
+    Scenario scenario(const yaml::Node& root, const std::string& file) {
         Scenario sc;
         sc.file = file;
         const Field top{root, "", &sc.file, 1};
-        if (root.IsNull()) {
+        if (root.isNull()) {
             fail(top, "the scenario is empty");
         }
         MapReader m(top, {"name", "description", "engine", "daemon", "forkexec", "live", "steps"});
@@ -945,20 +945,15 @@ struct Loader {
 
 Scenario loadScenarioText(const std::string& text, const std::string& file,
                           const std::string& baseDir) {
-    YAML::Node root;
+    yaml::Node root;
     try {
-        root = YAML::Load(text);
-    } catch (const YAML::Exception& e) {
-        throw ScenarioError(file, e.mark.is_null() ? 1 : e.mark.line + 1, "syntax", e.msg);
+        root = yaml::load(text);
+    } catch (const yaml::Error& e) {
+        throw ScenarioError(file, e.line, "syntax", e.what());
     }
     Loader loader;
     loader.baseDir = baseDir;
-    try {
-        return loader.scenario(root, file);
-    } catch (const YAML::Exception& e) {
-        // Only reached on a node the checks above let through by mistake.
-        throw ScenarioError(file, e.mark.is_null() ? 1 : e.mark.line + 1, "yaml", e.msg);
-    }
+    return loader.scenario(root, file);
 }
 
 Scenario loadScenarioFile(const std::string& path) {
