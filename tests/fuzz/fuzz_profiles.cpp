@@ -17,12 +17,12 @@
 
 namespace {
 
-// The daemons answer with the test bed's genuine replies, read from the shared fixtures next to
-// the source tree; without them the daemons simply do not answer.
+// The daemons answer with the test bed's genuine replies, read from the repository's captures;
+// without them the daemons simply do not answer.
 std::string fixture(const char* name) {
     std::string path = __FILE__;
     path.erase(path.rfind("tests/fuzz/"));
-    std::ifstream in(path + "../shared/fixtures/real-daemons/" + name, std::ios::binary);
+    std::ifstream in(path + "tests/fixtures/real-daemons/" + name, std::ios::binary);
     std::ostringstream s;
     s << in.rdbuf();
     return s.str();
