@@ -55,7 +55,8 @@ bool parse(const std::vector<std::string>& args, Options& o, std::string& why) {
         uint64_t n = 0;
         if (a == "--chaos" || a == "--steps" || a == "--shrink-time") {
             if (!number(v, n)) {
-                why = a + " needs a whole number, got \"" + v + "\"";
+                why = a;
+                why.append(" needs a whole number, got \"").append(v).append("\"");
                 return false;
             }
             (a == "--chaos" ? o.seed : a == "--steps" ? o.steps : n) = n;
@@ -118,7 +119,7 @@ std::string writeScenario(const Options& o, const Expander& expander, const std:
     for (const auto& op : ops) {
         sc.steps.push_back(expander.step(op));
     }
-    const std::string path =
+    std::string path =
         o.out + "/chaos-" + std::to_string(o.seed) + "-" + std::to_string(found.step + 1) + ".yaml";
     const std::vector<std::string> comment = {
         "Found by ylm-sim --chaos " + std::to_string(o.seed) + ": invariant " + found.invariant +
@@ -205,7 +206,7 @@ int chaosMain(const std::vector<std::string>& args, const std::string& defaultLi
     }
     std::printf("chaos: seed %llu, step %llu: invariant %s broken: %s\n",
                 static_cast<unsigned long long>(o.seed),
-                static_cast<unsigned long long>(run.step + 1), run.invariant.c_str(),
+                static_cast<unsigned long long>(run.step) + 1, run.invariant.c_str(),
                 run.detail.c_str());
     if (run.invariant == "driver") {
         return 2;
@@ -214,7 +215,7 @@ int chaosMain(const std::vector<std::string>& args, const std::string& defaultLi
         std::printf(
             "chaos: heap growth is a property of the whole run and is not shortened; "
             "ylm-sim --chaos %llu --steps %llu plays it again\n",
-            static_cast<unsigned long long>(o.seed), static_cast<unsigned long long>(run.step + 1));
+            static_cast<unsigned long long>(o.seed), static_cast<unsigned long long>(run.step) + 1);
         return 1;
     }
     std::vector<Op> ops;
@@ -229,7 +230,7 @@ int chaosMain(const std::vector<std::string>& args, const std::string& defaultLi
     setup.timeLimit = std::max(30.0, run.seconds * 4);
     ops = shorten(setup, ops, run.invariant, o.shrinkTime, runs);
     std::printf("chaos: shortened from %llu to %zu steps in %zu runs (%.1f s)\n",
-                static_cast<unsigned long long>(run.step + 1), ops.size(), runs, seconds(start));
+                static_cast<unsigned long long>(run.step) + 1, ops.size(), runs, seconds(start));
     const std::string path = writeScenario(o, expander, ops, run, why);
     if (path.empty()) {
         std::fprintf(stderr, "ylm-sim: %s\n", why.c_str());

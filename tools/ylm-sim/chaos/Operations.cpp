@@ -1,5 +1,6 @@
 #include "chaos/Operations.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -80,7 +81,7 @@ uint32_t interval(Rng& r, int64_t lo, int64_t hi) {
 }
 
 void putText(char* field, size_t room, const std::string& text) {
-    std::memcpy(field, text.data(), std::min(room, text.size()));
+    std::copy_n(text.data(), std::min(room, text.size()), field);
 }
 
 std::string ssidText(Rng& r) {

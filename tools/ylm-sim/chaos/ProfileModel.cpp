@@ -349,12 +349,19 @@ std::optional<Violation> ProfileModel::deliveries(const Step& s, const StepView&
         } else if (msg.op == emu::DsdOp::WifiAvailableStatus) {
             const auto m = msg.as<dsd_wlan_available_req_msg_v01>();
             const int32_t t = cfg.netType;
+            std::string why = "its network type";
             ok = m.wlan_type_valid == 1 &&
                  (t == 1 || t == 254 ? m.wlan_type == 2
                   : t == 100         ? m.wlan_type == 3
                   : t == 101         ? m.wlan_type <= 1
                                      : std::count(msg.bytes.begin(), msg.bytes.end(), 0) ==
-                                   static_cast<long>(msg.bytes.size()) - 1);
+                                   static_cast<long>(msg.bytes.size()) - 1) &&
+                 availability.check(w.reg->proxy, cfg, m, why);
+            if (!ok) {
+                return Violation{"delivery-content", which + " does not carry " + why +
+                                                         " as the service's record and the "
+                                                         "proxy's remembered SSIDs call for"};
+            }
         } else {
             const auto m = msg.as<dsd_notify_data_settings_req_msg_v01>();
             ok = m.wifi_state == (s.flag ? 1 : 0);

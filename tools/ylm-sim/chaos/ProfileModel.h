@@ -10,6 +10,7 @@
 #include <tuple>
 #include <vector>
 
+#include "chaos/Availability.h"
 #include "chaos/Checker.h"
 
 namespace ylmsim::chaos {
@@ -64,6 +65,7 @@ class ProfileModel {
     std::map<Key, Entry> entries;
     std::vector<Registration> live;  // notification registrations, in order
     std::vector<size_t> wifiState;   // client of each Wi-Fi state registration, in order
+    Availability availability;
     const StepView* view = nullptr;
     size_t next = 0;  // the step's next quality-service call
     std::optional<Violation> bad;

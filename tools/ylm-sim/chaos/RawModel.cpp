@@ -196,6 +196,13 @@ std::optional<Violation> RawModel::reports(const Step& s, const StepView& v) {
         }
         Live& m = it->second;
         if (m.connected) {
+            // One record, on the associated access point, with the smoothed RSSI only.
+            const auto& rec = r.bssid_list[0];
+            if (r.bssid_list_len != 1 || rec.param_mask != 1 || rec.channel_utilization != 0) {
+                return Violation{"connected-report-record",
+                                 "a connected-mode report of " + measName(key.first, key.second) +
+                                     " without its one RSSI-only record"};
+            }
             if (r.last_report != 1 || r.report_seq != m.nextSeq) {
                 return Violation{"report-seq",
                                  "connected-mode report " + std::to_string(r.report_seq) + " of " +

@@ -141,9 +141,11 @@ const std::vector<std::string>& Texts::bssids() {
 bool Texts::load(const std::string& dir, std::string& error) {
     for (const auto& [kind, names] : captures()) {
         for (const auto& name : names) {
-            std::ifstream in(dir + "/" + name, std::ios::binary);
+            std::string path = dir;
+            path.append("/").append(name);
+            std::ifstream in(path, std::ios::binary);
             if (!in) {
-                error = "cannot read the capture " + dir + "/" + name;
+                error = "cannot read the capture " + path;
                 return false;
             }
             std::ostringstream text;
@@ -253,7 +255,7 @@ std::string Texts::bssReply(Rng& r) const {
                     ie.insert(at, element(r));
                     break;
                 case 1:
-                    ie = std::string("\0\0", 2) + ie;  // a hidden network's empty SSID first
+                    ie.insert(0, 2, '\0');  // a hidden network's empty SSID first
                     break;
                 case 2:
                     ie.resize(at);

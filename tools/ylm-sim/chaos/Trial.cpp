@@ -14,6 +14,7 @@
 
 #include "chaos/Checker.h"
 #include "chaos/Player.h"
+#include "emu/Engine.h"
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
@@ -45,7 +46,7 @@ size_t heapInUse() {
 
 // The heap may grow this much between a tenth of the steps and all of them, plus the default
 // profile's proxies the contract keeps for good.
-constexpr size_t kHeapSlack = 256 * 1024;
+constexpr size_t kHeapSlack = size_t{256} * 1024;
 constexpr size_t kPerKeptProxy = 1024;
 constexpr uint64_t kHeapEvery = 1000;
 
@@ -149,13 +150,17 @@ void play(const TrialSetup& setup, const std::function<bool(Op&)>& next, bool wa
         if (setup.progress && since(lastProgress) >= 5) {
             lastProgress = Clock::now();
             std::fprintf(stderr, "chaos: step %llu, %.0f steps/s, heap %zu KiB\n",
-                         static_cast<unsigned long long>(n + 1),
+                         static_cast<unsigned long long>(n) + 1,
                          static_cast<double>(n + 1) / since(start), heapInUse() / 1024);
         }
     }
     char secs[32];
     std::snprintf(secs, sizeof secs, "%.3f", since(start));
-    say(fd, "DONE " + std::to_string(n) + " " + secs + "\t" + heap.summary());
+    const int64_t engine = emu::Engine::instance().now();
+    char days[32];
+    std::snprintf(days, sizeof days, "%.1f", static_cast<double>(engine) / 86400);
+    say(fd, "DONE " + std::to_string(n) + " " + secs + "\t" + std::to_string(engine) +
+                " s of engine time (" + days + " days); " + heap.summary());
 }
 
 // Runs body in a child and reads what it reported.

@@ -203,11 +203,11 @@ std::string hexOf(const std::string& bytes) {
 std::string textValue(const std::string& bytes, const std::string& indent) {
     std::vector<uint32_t> cps;
     if (codePoints(bytes, cps)) {
-        const std::string block = literalBlock(bytes, cps, indent);
+        std::string block = literalBlock(bytes, cps, indent);
         if (!block.empty() && readsBack(block, bytes)) {
             return block;
         }
-        const std::string quoted = doubleQuoted(cps, indent, true);
+        std::string quoted = doubleQuoted(cps, indent, true);
         if (readsBack(quoted, bytes)) {
             return quoted;
         }
@@ -487,7 +487,7 @@ std::string rawForm(const Step& s) {
 // The fields when they read back as the same record, client and name; the bytes otherwise.
 std::string recordStep(const Step& s) {
     bool ok = true;
-    const std::string fields = fieldsOf(s, ok);
+    std::string fields = fieldsOf(s, ok);
     if (ok) {
         try {
             const Scenario back = loadScenarioText("steps:\n  - " + fields + "\n", "<check>", "");
@@ -515,7 +515,10 @@ class Document {
 
     std::string text;
 
-    void line(const std::string& l) { text += l + "\n"; }
+    void line(const std::string& l) { text.append(l).append("\n"); }
+    void line(const std::string& indent, const std::string& l) {
+        text.append(indent).append(l).append("\n");
+    }
 
     void engine(const std::string& indent, const std::string& key, const EngineConfig& e) {
         Fields f;
@@ -561,7 +564,7 @@ class Document {
                      "  # a command that is no UTF-8 text is left out: " + hexOf(r.command));
                 continue;
             }
-            line(indent + "  - command: " + cmd);
+            line(indent, "  - command: " + cmd);
             if (r.type == 1) {
                 line(indent + "    iface: p2p");
             }
@@ -582,7 +585,7 @@ class Document {
             if (!oneLine(r.command, cmd)) {
                 continue;
             }
-            line(indent + "- command: " + cmd);
+            line(indent, "- command: " + cmd);
             line(indent + "  output: " + shared(r.output, indent + "    "));
             line(indent + "  rc: " + std::to_string(r.rc));
         }
