@@ -99,10 +99,10 @@ if ! skipped asan; then
         if ! skipped chaos; then
             # A couple of minutes of engine traffic; a failure leaves its scenario in build/asan/chaos.
             mkdir -p build/asan/chaos
-            run_stage "chaos (seed 20240917, 150000 steps, ASan+UBSan)" env \
+            run_stage "chaos (seed 20240917, 100000 steps, ASan+UBSan)" env \
                 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
                 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
-                build/asan/tools/ylm-sim --chaos 20240917 --steps 150000 --out build/asan/chaos &&
+                build/asan/tools/ylm-sim --chaos 20240917 --steps 100000 --out build/asan/chaos &&
                 passed=$((passed + 1))
         fi
     fi
