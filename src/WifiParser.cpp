@@ -202,9 +202,11 @@ Element* elementAs(Ie::InformationElement* element, std::initializer_list<int> c
 // The last rate of a rates element in the map, or 0 when it holds none.
 int lastRate(const WifiParser::ElementMap& elements, int id) {
     auto it = elements.find(id);
-    auto* rates = it == elements.end() ? nullptr
-                                       : elementAs<Ie::SupportedRateElement>(
-                                             it->second, {kIdSupportedRates, kIdExtendedRates});
+    if (it == elements.end()) {
+        return 0;
+    }
+    auto* rates =
+        elementAs<Ie::SupportedRateElement>(it->second, {kIdSupportedRates, kIdExtendedRates});
     if (rates == nullptr || rates->rates.empty()) {
         return 0;
     }
