@@ -14,8 +14,34 @@
 #      symbol and ABI checks;
 #   7. the real-radio testbed (qemu VM with simulated radios and real daemons).
 # Stages can be skipped locally with YLM_SKIP="libcxx platform cross testbed" (CI skips nothing).
+#
+# Every stage runs in a fresh clone of this checkout in an empty temporary directory (with the
+# checkout's uncommitted changes copied over), so a file the suite needs but the repository does
+# not hold, or a path above the repository's root, fails a test here and not first for a user.
+# The clone is removed after a passing run; YLM_KEEP_CLONE=1 keeps it.
 set -uo pipefail
 cd "$(dirname "$0")/.."
+
+if [ -z "${YLM_LONE_CLONE:-}" ]; then
+    tmp=$(mktemp -d "${TMPDIR:-/tmp}/ylm-suite.XXXXXX")
+    clone=$tmp/libylm
+    echo "=== lone clone: $clone"
+    git clone --quiet --no-hardlinks . "$clone" || exit 1
+    # What is on disk, not only what is committed: changed and new files, and deletions.
+    git diff --binary HEAD | git -C "$clone" apply --allow-empty --whitespace=nowarn || exit 1
+    git ls-files -z --others --exclude-standard | xargs -0 -r cp --parents -t "$clone" || exit 1
+    git -C "$clone" add -A # the stages list the project's files with git ls-files
+    # The testbed's kernel download is a cache, not a project file: share it when it is there.
+    [ -d tests/testbed/cache ] && export TESTBED_CACHE=${TESTBED_CACHE:-$PWD/tests/testbed/cache}
+    rc=0
+    YLM_LONE_CLONE=1 "$clone/scripts/test.sh" || rc=$?
+    if [ "$rc" -eq 0 ] && [ -z "${YLM_KEEP_CLONE:-}" ]; then
+        rm -rf "$tmp"
+    else
+        echo "the clone and its builds are kept in $clone"
+    fi
+    exit "$rc"
+fi
 
 passed=0
 failed=0

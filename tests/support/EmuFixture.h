@@ -48,7 +48,7 @@ class EmuTest : public ::testing::Test {
     }
 };
 
-// Reads a file of ../shared/fixtures/real-daemons as it is.
+// Reads a file of tests/fixtures/real-daemons as it is.
 std::string fixture(const std::string& name);
 
 }  // namespace ylmtest

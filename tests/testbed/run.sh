@@ -4,10 +4,12 @@
 # scenarios in it against those daemons, and checks the plug-in's DSD messages against what the
 # daemons say.
 #
-# Usage: tests/testbed/run.sh [BUILD_DIR] [--probe]
+# Usage: tests/testbed/run.sh [BUILD_DIR] [--probe | --capture]
 #   BUILD_DIR  a build with the simulator (default: build/default); ASAN_OPTIONS, UBSAN_OPTIONS
 #              and LSAN_OPTIONS are passed on to the simulator in the VM
 #   --probe    boot and bring the daemons up, capture their replies, run no scenario
+#   --capture  make the genuine replies of tests/fixtures/real-daemons again, with the configs
+#              kept there, and compare them with the kept ones (compare-captures.py)
 # Exits 0 when every scenario passes, and also (printing SKIPPED) when qemu cannot run here at all.
 set -euo pipefail
 
@@ -15,18 +17,23 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 root=$(cd "$here/../.." && pwd)
 build=""
 probe=0
+capture=0
+fixtures=$root/tests/fixtures/real-daemons
 for a in "$@"; do
   case "$a" in
     --probe) probe=1 ;;
-    -*) echo "usage: $0 [BUILD_DIR] [--probe]" >&2; exit 2 ;;
+    --capture) probe=1 capture=1 ;;
+    -*) echo "usage: $0 [BUILD_DIR] [--probe | --capture]" >&2; exit 2 ;;
     *) build=$a ;;
   esac
 done
+# Probe and capture runs need no build products, only a place for their work.
+[ "$probe" -eq 0 ] || mkdir -p "${build:-$root/build/default}"
 build=$(cd "${build:-$root/build/default}" 2>/dev/null && pwd) || {
   echo "testbed: build directory ${build:-$root/build/default} not found" >&2
   exit 2
 }
-cache=$here/cache
+cache=${TESTBED_CACHE:-$here/cache}
 work=$build/testbed
 start=$(date +%s)
 vm_timeout=${TESTBED_VM_TIMEOUT:-420}
@@ -141,7 +148,11 @@ build_overlay() {
   rm -rf "$ov"
   mkdir -p "$ov/testbed/conf" "$ov/opt/ylm"
   install -m 755 "$here/vm-init.sh" "$ov/init"
-  cp "$here"/conf/*.conf "$ov/testbed/conf/"
+  if [ "$capture" -eq 1 ]; then
+    cp "$fixtures"/*.conf "$ov/testbed/conf/"
+  else
+    cp "$here"/conf/*.conf "$ov/testbed/conf/"
+  fi
   if [ "$probe" -eq 0 ]; then
     sim=$(find_built tools/ylm-sim ylm-sim)
     libylm=$(find_built libylm.so libylm.so)
@@ -169,6 +180,7 @@ prepare_share() {
   if [ "$probe" -eq 0 ]; then
     cp "$here"/scenarios/*.yaml "$work/share/in/scenarios/"
   fi
+  [ "$capture" -eq 0 ] || touch "$work/share/in/capture"
   # A sanitizer build is judged with the caller's sanitizer settings.
   local v
   for v in ASAN_OPTIONS UBSAN_OPTIONS LSAN_OPTIONS; do
@@ -221,12 +233,15 @@ main() {
     die "VM: $result"
   fi
   local rc=0
-  if [ "$probe" -eq 0 ]; then
+  if [ "$capture" -eq 1 ]; then
+    python3 "$here/compare-captures.py" "$fixtures" "$work/share/out/fixtures" || rc=$?
+  elif [ "$probe" -eq 0 ]; then
     python3 "$here/check.py" "$work/share/out" || rc=$?
   else
     say "probe: the replies are in $work/share/out/truth"
   fi
   say "wall time $(($(date +%s) - start))s (preparation ${prep}s, VM ${vm_seconds}s); results in $work/share/out"
+  [ "$capture" -eq 0 ] || [ "$rc" -eq 0 ] || die "the new captures differ from the kept ones"
   [ "$rc" -eq 0 ] || die "scenario checks failed"
 }
 

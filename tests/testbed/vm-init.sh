@@ -18,6 +18,9 @@ LOGS=$OUT/logs
 CONF=/testbed/conf
 SOFTAP_CTRL=/data/vendor/wifi/hostapd/ctrl
 RADIOS=7
+# Capture mode (run.sh --capture) makes the genuine replies of tests/fixtures/real-daemons again,
+# on six radios as they were made.
+CAPTURE=0
 AP_BSSIDS="02:00:00:00:03:00 02:00:00:00:04:00 02:00:00:00:05:00 02:00:00:00:06:00"
 
 now() { cut -d' ' -f1 /proc/uptime; }
@@ -99,6 +102,7 @@ start_radios() {
   modprobe mac80211_hwsim radios=$RADIOS || return 1
   wait_for 20 "hwsim radios" has_netdev wlan$((RADIOS - 1)) || return 1
   iw reg set US
+  [ "$CAPTURE" -eq 0 ] || return 0 # the captures were made without the soft AP
   # unshare execs the shell, so the pid it writes is the namespace holder; the radio moves only
   # once the namespace exists.
   unshare -n /init softap &
@@ -119,6 +123,11 @@ start_daemons() {
   wpa_supplicant -B -t -D nl80211 -i wlan2 -c "$CONF/wpa_supplicant-sta-he.conf" \
     -f "$LOGS/wpa_supplicant-wlan2.log" || return 1
   for ap in wlan3 wlan4 wlan5; do wait_for 30 "AP $ap ENABLED" ap_enabled $ap || return 1; done
+  if [ "$CAPTURE" -eq 1 ]; then
+    # The captures show the stations before any P2P group exists.
+    for sta in wlan0 wlan1 wlan2; do wait_for 60 "STA $sta COMPLETED" sta_completed $sta || return 1; done
+    return 0
+  fi
   wait_for 30 "soft AP wlan0 ENABLED at $SOFTAP_CTRL" softap_enabled || return 1
   # The group owner first: wpa_supplicant holds station scans back for about 10 s after a group
   # starts without a client, and that wait then overlaps the other stations' connecting.
@@ -165,6 +174,52 @@ run_scenarios() {
   done
 }
 
+# The genuine replies that tests/fixtures/real-daemons holds, made again by the same commands in
+# the same order, into fixtures/ of the share.
+capture_fixtures() {
+  fx=$OUT/fixtures
+  mkdir -p "$fx"
+  c() { # NAME COMMAND...
+    name=$1
+    shift
+    "$@" >"$fx/$name.txt" 2>&1
+    log "captured $name.txt (rc=$?, $(wc -c <"$fx/$name.txt") bytes): $*"
+  }
+  c sta-status wpa_cli -i wlan0 status
+  c sta-status-verbose wpa_cli -i wlan0 status verbose
+  c sta-signal-poll wpa_cli -i wlan0 signal_poll
+  since=$(secs)
+  c sta-scan wpa_cli -i wlan0 scan
+  AP_BSSIDS="02:00:00:00:03:00 02:00:00:00:04:00 02:00:00:00:05:00"
+  wait_for 40 "wlan0 scan refreshed every access point" scan_fresh wlan0 "$since" || return 1
+  c sta-scan-results wpa_cli -i wlan0 scan_results
+  c sta-bss-ap2g wpa_cli -i wlan0 bss 02:00:00:00:03:00
+  c sta-bss-ap5g wpa_cli -i wlan0 bss 02:00:00:00:04:00
+  c sta-bss-aphe wpa_cli -i wlan0 bss 02:00:00:00:05:00
+  c sta5-status wpa_cli -i wlan1 status
+  c sta5-signal-poll wpa_cli -i wlan1 signal_poll
+  c sta5-bss-ap5g wpa_cli -i wlan1 bss 02:00:00:00:04:00
+  c sta-he-status wpa_cli -i wlan2 status
+  c sta-he-signal-poll wpa_cli -i wlan2 signal_poll
+  c sta-he-bss-aphe wpa_cli -i wlan2 bss 02:00:00:00:05:00
+  c hostapd-status hostapd_cli -i wlan3 status
+  c hostapd-5g-status hostapd_cli -i wlan4 status
+  c hostapd-he-status hostapd_cli -i wlan5 status
+  c hostapd-all-sta hostapd_cli -i wlan3 all_sta
+  c hostapd-he-all-sta hostapd_cli -i wlan5 all_sta
+  c p2p-group-add wpa_cli -i wlan0 p2p_group_add
+  wait_for 30 "P2P GO p2p-wlan0-0 COMPLETED" sta_completed p2p-wlan0-0 || return 1
+  c p2p-status wpa_cli -i p2p-wlan0-0 status
+  c p2p-dev-status wpa_cli -i p2p-dev-wlan0 status
+  c sta-status-with-p2p wpa_cli -i wlan0 status
+  since=$(secs)
+  wpa_cli -i wlan1 scan >/dev/null
+  AP_BSSIDS="06:00:00:00:00:00"
+  wait_for 40 "wlan1 scan saw the group owner" scan_fresh wlan1 "$since" || return 1
+  c sta5-scan-results-with-p2p wpa_cli -i wlan1 scan_results
+  c sta5-bss-p2p-go wpa_cli -i wlan1 bss 06:00:00:00:00:00
+}
+
 finish() {
   dmesg >"$LOGS/dmesg.txt"
   iw dev >"$LOGS/iw-dev.txt" 2>&1
@@ -184,9 +239,17 @@ main() {
     poweroff -f
   fi
   mkdir -p "$LOGS" "$OUT/truth" "$OUT/scenarios"
+  if [ -e "$SHARE/in/capture" ]; then
+    CAPTURE=1
+    RADIOS=6
+  fi
   log "testbed up; kernel $(uname -r)"
   start_radios || finish "FAIL: radios"
   start_daemons || finish "FAIL: daemons"
+  if [ "$CAPTURE" -eq 1 ]; then
+    capture_fixtures || finish "FAIL: captures"
+    finish "DONE"
+  fi
   scan_and_wait wlan0 || finish "FAIL: scan"
   capture_truth pre
   run_scenarios
