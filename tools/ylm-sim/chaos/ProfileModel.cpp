@@ -358,9 +358,11 @@ std::optional<Violation> ProfileModel::deliveries(const Step& s, const StepView&
                                    static_cast<long>(msg.bytes.size()) - 1) &&
                  availability.check(w.reg->proxy, cfg, m, why);
             if (!ok) {
-                return Violation{"delivery-content", which + " does not carry " + why +
-                                                         " as the service's record and the "
-                                                         "proxy's remembered SSIDs call for"};
+                std::string detail = which;
+                detail.append(" does not carry ")
+                    .append(why)
+                    .append(" as the service's record and the proxy's remembered SSIDs call for");
+                return Violation{"delivery-content", detail};
             }
         } else {
             const auto m = msg.as<dsd_notify_data_settings_req_msg_v01>();
