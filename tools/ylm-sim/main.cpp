@@ -18,7 +18,7 @@ constexpr const char* kUsage =
     "usage: ylm-sim [SCENARIO.yaml] [--json] [--hex] [--log-level N] [--svg FILE] [--lib PATH]\n"
     "               [--live] [--ctrl-dir DIR] [--iface IFACE] [--p2p-iface IFACE]\n"
     "               [--record FILE] [--check]\n"
-    "       ylm-sim --chaos SEED [--steps N] [--out DIR] [--lib PATH] (see --chaos --help)\n"
+    "       ylm-sim --chaos SEED [--steps N] [--out DIR] [--lib PATH] [...] (docs/sim.md)\n"
     "  SCENARIO.yaml   scenario to play (default: the built-in scenario)\n"
     "  --json          one JSON object per DSD message on stdout, nothing else\n"
     "  --hex           add the raw bytes of each message\n"

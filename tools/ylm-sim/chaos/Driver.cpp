@@ -59,9 +59,10 @@ bool parse(const std::vector<std::string>& args, Options& o, std::string& why) {
                 why.append(" needs a whole number, got \"").append(v).append("\"");
                 return false;
             }
-            (a == "--chaos" ? o.seed : a == "--steps" ? o.steps : n) = n;
             if (a == "--shrink-time") {
                 o.shrinkTime = static_cast<double>(n);
+            } else {
+                (a == "--chaos" ? o.seed : o.steps) = n;
             }
         } else if (a == "--out" || a == "--lib" || a == "--fixtures") {
             (a == "--out" ? o.out : a == "--lib" ? o.library : o.fixtures) = v;
