@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -84,6 +85,10 @@ std::string eventText(const std::string& msg) {
         pos = close == std::string::npos ? msg.size() : close + 1;
     }
     return msg.substr(pos);
+}
+
+bool isScanResults(const std::string& msg) {
+    return eventText(msg).compare(0, 23, "CTRL-EVENT-SCAN-RESULTS") == 0;
 }
 
 std::string firstLine(const std::string& text) {
@@ -170,7 +175,19 @@ bool CtrlSocket::open(const std::string& serverPath, const std::string& localPat
         close();
         return false;
     }
+    struct stat st {};
+    if (::stat(serverPath.c_str(), &st) == 0) {
+        this->server = serverPath;
+        serverDevice = st.st_dev;
+        serverInode = st.st_ino;
+    }
     return true;
+}
+
+bool CtrlSocket::stale() const {
+    struct stat st {};
+    return fd >= 0 && (::stat(server.c_str(), &st) != 0 || st.st_dev != serverDevice ||
+                       st.st_ino != serverInode);
 }
 
 void CtrlSocket::close() {
@@ -178,6 +195,7 @@ void CtrlSocket::close() {
         ::close(fd);
         fd = -1;
     }
+    server.clear();
     if (!local.empty()) {
         ::unlink(local.c_str());
         local.clear();
@@ -260,6 +278,9 @@ std::string LiveSupplicant::serverPath(int type) const {
 }
 
 bool LiveSupplicant::openType(int type, std::string& error) {
+    if (sockets[type].isOpen() && sockets[type].stale()) {
+        drop(type, "its socket file was removed or replaced");
+    }
     if (sockets[type].isOpen()) {
         return true;
     }
@@ -277,6 +298,10 @@ bool LiveSupplicant::openType(int type, std::string& error) {
     std::vector<std::string> events;
     const auto r = sockets[type].request("PING", reply, opts.timeout, why, events);
     if (r == CtrlSocket::Ok && reply.compare(0, 4, "PONG") == 0) {
+        if (lost[type]) {
+            lost[type] = false;
+            notices.push_back("wpa_supplicant at " + path + " is back: reconnected");
+        }
         return true;
     }
     sockets[type].close();
@@ -292,9 +317,10 @@ bool LiveSupplicant::openType(int type, std::string& error) {
 }
 
 bool LiveSupplicant::start(std::string& error) {
-    if (!openType(0, error)) {
-        return false;
-    }
+    return openType(0, error) && attachMonitor(error);
+}
+
+bool LiveSupplicant::attachMonitor(std::string& error) {
     std::string why;
     if (!monitor.open(serverPath(0), tempDir + "/mon", why)) {
         error = "cannot open the event monitor: " + why;
@@ -303,6 +329,7 @@ bool LiveSupplicant::start(std::string& error) {
     std::string reply;
     std::vector<std::string> events;
     const auto r = monitor.request("ATTACH", reply, opts.timeout, why, events);
+    countScanEvents(events);
     if (r != CtrlSocket::Ok || reply.compare(0, 2, "OK") != 0) {
         error =
             "wpa_supplicant at " + serverPath(0) + " refused ATTACH" +
@@ -338,12 +365,29 @@ void LiveSupplicant::finish() {
 size_t LiveSupplicant::readEvents() {
     std::string msg;
     while (monitor.receive(msg)) {
-        const std::string ev = eventText(msg);
-        if (ev.compare(0, 23, "CTRL-EVENT-SCAN-RESULTS") == 0) {
+        if (isScanResults(msg)) {
             ++scanEvents;
-        } else if (ev.compare(0, 22, "CTRL-EVENT-TERMINATING") == 0) {
+        } else if (eventText(msg).compare(0, 22, "CTRL-EVENT-TERMINATING") == 0) {
             notices.push_back("wpa_supplicant is terminating");
+            monitor.close();
+            monitorDropped = true;
         }
+    }
+    // The monitor hears nothing from a daemon started anew at the same path: it watches the
+    // socket file, which the new daemon replaces.
+    if (monitor.stale()) {
+        monitor.close();
+        monitorDropped = true;
+        if (!lost[0]) {
+            drop(0, "its socket file was removed or replaced");
+        }
+    }
+    // No socket file, no daemon: nothing to try. A file without a daemon refuses at once.
+    std::string why;
+    if (monitorDropped && ::access(serverPath(0).c_str(), F_OK) == 0 && attachMonitor(why)) {
+        monitorDropped = false;
+        notices.push_back("wpa_supplicant at " + serverPath(0) +
+                          " is back: scan-results events attached again");
     }
     const size_t n = scanEvents;
     scanEvents = 0;
@@ -360,20 +404,35 @@ bool LiveSupplicant::exchange(int type, const std::string& cmd, std::string& rep
     std::string why;
     std::vector<std::string> events;
     const auto r = sockets[type].request(cmd, reply, opts.timeout, why, events);
-    for (const auto& ev : events) {
-        if (eventText(ev).compare(0, 23, "CTRL-EVENT-SCAN-RESULTS") == 0) {
-            ++scanEvents;
-        }
-    }
+    countScanEvents(events);
     if (r == CtrlSocket::Timeout) {
         notices.push_back("no reply to \"" + cmd + "\" within " + secondsText(opts.timeout) + " s");
+        drop(type, "no reply within " + secondsText(opts.timeout) + " s");
         return false;
     }
     if (r == CtrlSocket::Failed) {
         notices.push_back("\"" + cmd + "\" failed: " + why);
+        drop(type, why);
         return false;
     }
     return true;
+}
+
+void LiveSupplicant::countScanEvents(const std::vector<std::string>& events) {
+    for (const auto& ev : events) {
+        if (isScanResults(ev)) {
+            ++scanEvents;
+        }
+    }
+}
+
+void LiveSupplicant::drop(int type, const std::string& why) {
+    sockets[type].close();
+    if (!lost[type]) {
+        lost[type] = true;
+        notices.push_back("wpa_supplicant at " + serverPath(type) + " is gone (" + why +
+                          "): its commands fail until it is back");
+    }
 }
 
 bool LiveSupplicant::command(int type, const std::string& cmd, std::string& reply) {

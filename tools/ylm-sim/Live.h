@@ -19,7 +19,9 @@ std::string scanFrequencies(const std::string& channelFilter);
 // (no filter) when the list is empty or holds ff:ff:ff:ff:ff:ff.
 std::string bssidFilterValue(const std::string& bssidFilter);
 
-// One client socket of a wpa_supplicant control interface (UNIX datagram).
+// One client socket of a wpa_supplicant control interface (UNIX datagram). It remembers which
+// socket file it reached: a daemon started again at the same path binds a new file, and a socket
+// connected to the old one stays cut off from it.
 class CtrlSocket {
   public:
     enum Result { Ok, Timeout, Failed };
@@ -33,6 +35,8 @@ class CtrlSocket {
     void close();
     bool isOpen() const { return fd >= 0; }
     int descriptor() const { return fd; }
+    // The daemon this socket reached is gone: its socket file was removed or replaced.
+    bool stale() const;
 
     // Sends cmd and waits up to timeout seconds for the reply. Unsolicited events ("<N>...")
     // that arrive meanwhile, and stale datagrams left from an earlier timeout, are not taken
@@ -45,6 +49,9 @@ class CtrlSocket {
   private:
     int fd = -1;
     std::string local;
+    std::string server;
+    unsigned long serverDevice = 0;
+    unsigned long serverInode = 0;
 };
 
 struct LiveOptions {
@@ -66,8 +73,11 @@ class LiveSupplicant : public emu::SupplicantBackend {
     // Takes back what the run left in the daemon (the BSSID filter), detaches, closes.
     void finish();
 
+    // -1 while the daemon is gone.
     int monitorDescriptor() const { return monitor.descriptor(); }
-    // Reads the waiting monitor events; returns how many were scan-results events.
+    // Reads the waiting monitor events; returns how many were scan-results events. Once the
+    // daemon the monitor was attached to is gone, attaches to the one at the same path as soon
+    // as there is one.
     size_t readEvents();
     // Lines for the timeline: commands as they went on the wire when they differ from what the
     // plug-in asked, failures, timeouts, the daemon going away.
@@ -82,7 +92,12 @@ class LiveSupplicant : public emu::SupplicantBackend {
   private:
     std::string serverPath(int type) const;
     bool openType(int type, std::string& error);
+    bool attachMonitor(std::string& error);
     bool exchange(int type, const std::string& cmd, std::string& reply);
+    void countScanEvents(const std::vector<std::string>& events);
+    // The link of that type has lost its daemon (the station's takes the monitor along): closed,
+    // to be opened again on its next use, once a daemon answers at the same path.
+    void drop(int type, const std::string& why);
 
     LiveOptions opts;
     std::string tempDir;
@@ -92,6 +107,8 @@ class LiveSupplicant : public emu::SupplicantBackend {
     bool bssidFilterSet = false;
     std::vector<std::string> notices;
     size_t scanEvents = 0;
+    bool lost[2] = {false, false};  // said that the daemon is gone, not yet that it is back
+    bool monitorDropped = false;    // closed with a lost daemon, to be attached again
 };
 
 // Runs the command line with /bin/sh -c and captures what it prints on standard output. The

@@ -64,6 +64,15 @@ bool Runner::setUp() {
         }
     }
     e.setSupplicantBackend(&explained);
+    if (!opts.replyLogPath.empty()) {
+        std::string error;
+        if (!replies.open(opts.replyLogPath, error)) {
+            std::fprintf(err, "ylm-sim: %s\n", error.c_str());
+            return false;
+        }
+        replies.wrap(&explained);
+        e.setSupplicantBackend(&replies);
+    }
     e.onDsd = [this](const emu::DsdMessage& m) { explainer.message(m); };
     if (!opts.svgPath.empty()) {
         polls.attach();
@@ -100,14 +109,14 @@ int Runner::run() {
     if (!setUp()) {
         return 1;
     }
-    for (const auto& step : sc.steps) {
-        if (interrupted) {
-            break;
-        }
+    for (size_t i = 0; i < sc.steps.size() && !interrupted; ++i) {
+        const Step& step = sc.steps[i];
+        replies.step(i, step.line);
         perform(step);
         printer.flush();
         showNotices();
     }
+    replies.end();
     if (live) {
         live->finish();
         showNotices();
@@ -256,6 +265,7 @@ void Runner::deliver(const Step& s) {
 void Runner::scanResultsReady(const std::string& why) {
     emu::Engine& e = emu::Engine::instance();
     const bool registered = e.scanReadyCb != nullptr;
+    replies.scanReady();
     e.fireScanReady();
     printer.row("-", "->", "scanResultsReady",
                 why + (registered ? "" : " (no callback registered)"));
@@ -354,6 +364,7 @@ void Runner::showNotices() {
     }
     for (const auto& n : live->takeNotices()) {
         const bool info = n.compare(0, 5, "sent ") == 0;
+        replies.notice(n);
         printer.row("-", info ? ".." : "!!", "wpa_supplicant", n);
         if (!info && opts.output.json) {
             std::fprintf(err, "ylm-sim: wpa_supplicant: %s\n", n.c_str());

@@ -9,6 +9,7 @@
 #include "Notes.h"
 #include "Plugin.h"
 #include "Printer.h"
+#include "ReplyLog.h"
 #include "Scenario.h"
 #include "SignalPollTap.h"
 #include "SimSupplicant.h"
@@ -20,7 +21,8 @@ struct RunOptions {
     bool live = false;
     LiveOptions liveOptions;
     OutputOptions output;
-    std::string svgPath;  // where the picture of the run goes; empty: none
+    std::string svgPath;       // where the picture of the run goes; empty: none
+    std::string replyLogPath;  // where the replies the plug-in got go; empty: nowhere
 };
 
 class Runner {
@@ -51,6 +53,7 @@ class Runner {
     Explainer explainer;
     ExplainedSupplicant explained{explainer};
     SignalPollTap polls;
+    ReplyLog replies;
     std::unique_ptr<LiveSupplicant> live;
     LiveForkExec liveFork;
     Plugin plugin;
