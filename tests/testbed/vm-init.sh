@@ -10,7 +10,8 @@
 #   wlan6  soft AP testbed-softap (2462), moved to its own network namespace and renamed wlan0
 #          there, its control socket in /data/vendor/wifi/hostapd/ctrl
 #   wlan7  a second AP of testbed-2g (2462), switched on by a scenario's world changes
-#   wlan8  AP testbed-6g (5975, HE, SAE)
+#   wlan8  AP testbed-6g (5975, HE, SAE), started by its scenario under a regulatory domain that
+#          lets access points start on 6 GHz (Canada's)
 PATH=/usr/sbin:/usr/bin:/sbin:/bin
 export PATH
 
@@ -48,6 +49,7 @@ ap_enabled() { hostapd_cli -i "$1" status | grep -qx 'state=ENABLED'; }
 # hostapd_cli exactly as the plug-in runs it on a handset.
 softap_cli() { hostapd_cli -p "$SOFTAP_CTRL" -s "$SOFTAP_CTRL" -i wlan0 "$@"; }
 softap_enabled() { softap_cli STATUS | grep -qx 'state=ENABLED'; }
+softap_disabled() { ! softap_enabled; }
 sta_completed() { wpa_cli -i "$1" status | grep -qx 'wpa_state=COMPLETED'; }
 has_netdev() { [ -e "/sys/class/net/$1" ]; }
 ns_has_netdev() { ip link show "$1"; }
@@ -136,8 +138,6 @@ start_daemons() {
   wpa_supplicant -B -t -D nl80211 -i wlan2 -c "$CONF/wpa_supplicant-sta-he.conf" \
     -f "$LOGS/wpa_supplicant-wlan2.log" || return 1
   for ap in wlan3 wlan4 wlan5; do wait_for 30 "AP $ap ENABLED" ap_enabled $ap || return 1; done
-  # Its scenario says so when it is not there: the others do not need it.
-  [ "$CAPTURE" -eq 1 ] || start_ap 6g || log "the 6 GHz access point did not come up"
   if [ "$CAPTURE" -eq 1 ]; then
     # The captures show the stations before any P2P group exists.
     for sta in wlan0 wlan1 wlan2; do wait_for 60 "STA $sta COMPLETED" sta_completed $sta || return 1; done
@@ -172,8 +172,14 @@ capture_truth() {
 # World changes, each run by a scenario's "# world SECONDS: ACTION ARGS" line. Each waits until
 # the daemons show the change, so the next one starts from it.
 world_ap_off() {
-  hostapd_cli -i "$1" disable >/dev/null
-  wait_for 20 "$1 DISABLED" sh -c "hostapd_cli -i $1 status | grep -qx state=DISABLED"
+  for ap in "$@"; do
+    hostapd_cli -i "$ap" disable >/dev/null
+    wait_for 20 "$ap DISABLED" sh -c "hostapd_cli -i $ap status | grep -qx state=DISABLED"
+  done
+}
+world_softap_off() {
+  softap_cli DISABLE >/dev/null
+  wait_for 20 "soft AP DISABLED" softap_disabled
 }
 world_ap_on() {
   hostapd_cli -i "$1" enable >/dev/null
@@ -182,6 +188,18 @@ world_ap_on() {
 world_ap_start() { start_ap "$1"; }
 # TX power of a radio in mBm: hwsim's signal strength follows the sender's power.
 world_txpower() { iw dev "$1" set txpower fixed "$2"; }
+# The regulatory domain the user sets. The kernel only intersects it with the country element a
+# station picked up, until every radio is idle (no access point beaconing, no station connected)
+# and it has gone back to the user's setting; so the scenario stops those first.
+world_reg() {
+  wait_for 20 "regulatory domain $1" sh -c "iw reg set $1; iw reg get | grep -q '^country $1:'"
+}
+world_sta_disconnect() {
+  for sta in "$@"; do
+    wpa_cli -i "$sta" disconnect >/dev/null
+    wait_for 20 "STA $sta DISCONNECTED" sh -c "wpa_cli -i $sta status | grep -qx wpa_state=DISCONNECTED"
+  done
+}
 world_sta_kill() {
   pid=$(cat /run/wpa_supplicant-wlan0.pid)
   kill "$pid"
@@ -193,6 +211,15 @@ world_sta_start() {
 world_roam() {
   wpa_cli -i wlan0 roam "$1" >/dev/null
   wait_for 30 "wlan0 on $1" sh -c "wpa_cli -i wlan0 status | grep -qx bssid=$1"
+}
+
+# The world a scenario starts from: its "# setup: ACTION ARGS" lines, done before it starts.
+setup_world() {
+  sed -n 's/^# setup: *\([^#]*\).*/\1/p' "$1" | while read -r action args; do
+    log "setup: $action $args"
+    # shellcheck disable=SC2086 # the arguments are words of the scenario's line
+    "world_$action" $args || log "setup: $action $args did not complete"
+  done
 }
 
 # run_world YAML START: the scenario's world changes in order, each at its second after START
@@ -218,6 +245,7 @@ run_scenarios() {
     name=$(basename "$yaml" .yaml)
     # Whatever the scenario before changed, the station is back on its network first.
     wait_for 90 "STA wlan0 COMPLETED" sta_completed wlan0
+    setup_world "$yaml"
     log "scenario $name: start"
     start=$(now)
     run_world "$yaml" "$start" &
