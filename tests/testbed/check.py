@@ -363,8 +363,10 @@ def run(out):
             continue
         failed += 1
         print("testbed: FAIL %s" % name)
-        for p in res.problems:
-            print("  - " + p)
+        for p in res.problems[:30]:
+            print("  - " + p[:300])
+        if len(res.problems) > 30:
+            print("  - ... and %d more" % (len(res.problems) - 30))
         show("the plug-in's DSD messages", base + ".jsonl")
         show("ylm-sim stderr (last 80 lines)", base + ".stderr", 80)
         show("the replies the plug-in got (last 60 lines)", base + ".replies", 60)

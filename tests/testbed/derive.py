@@ -12,6 +12,7 @@ Usage as a program: derive.py SCENARIO.yaml REPLY_LOG MESSAGES.jsonl prints the 
 exits 1 when there are any. derive.py --scripted YLM_SIM SCENARIO.yaml... plays each scenario of
 raw measurements alone with its scripted replies and judges it the same way (the others are
 skipped): the derivation kept honest by every example scenario on the host."""
+import difflib
 import json
 import os
 import re
@@ -469,20 +470,27 @@ class Run:
 
 
 def compare(expected, got):
-    """Differences between the derived messages and those sent, message by message."""
+    """Differences between the derived messages and those sent: messages aligned as sequences,
+    so that one extra or missing message is named as such; aligned ones field by field."""
     out = []
-    for i, (want, have) in enumerate(zip(expected, got)):
-        for field in sorted(set(want) | set(have)):
-            if want.get(field) != have.get(field):
-                out.append("message %d (%s meas_id %s report_seq %s) %s: sent %s, derived %s"
-                           % (i + 1, have.get("op"), have.get("meas_id"), have.get("report_seq"),
-                              field, json.dumps(have.get(field)), json.dumps(want.get(field))))
-    if len(got) > len(expected):
-        out += ["extra message %d: %s" % (i + 1, json.dumps(m))
-                for i, m in enumerate(got[len(expected):], len(expected))]
-    if len(got) < len(expected):
-        out += ["missing message %d: %s" % (i + 1, json.dumps(m))
-                for i, m in enumerate(expected[len(got):], len(got))]
+    canonical = [[json.dumps(m, sort_keys=True) for m in ms] for ms in (expected, got)]
+    matcher = difflib.SequenceMatcher(None, *canonical, autojunk=False)
+    for op, i1, i2, j1, j2 in matcher.get_opcodes():
+        if op == "equal":
+            continue
+        if op == "replace" and i2 - i1 == j2 - j1:
+            for want, have, j in zip(expected[i1:i2], got[j1:j2], range(j1, j2)):
+                for field in sorted(set(want) | set(have)):
+                    if want.get(field) != have.get(field):
+                        out.append("message %d (%s meas_id %s report_seq %s) %s: sent %s, "
+                                   "derived %s" % (j + 1, have.get("op"), have.get("meas_id"),
+                                                   have.get("report_seq"), field,
+                                                   json.dumps(have.get(field)),
+                                                   json.dumps(want.get(field))))
+            continue
+        out += ["extra message %d: %s" % (j + 1, canonical[1][j]) for j in range(j1, j2)]
+        out += ["missing message (derived %d): %s" % (i + 1, canonical[0][i])
+                for i in range(i1, i2)]
     return out
 
 
