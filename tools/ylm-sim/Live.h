@@ -2,6 +2,8 @@
 // forkExec on a real shell.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -50,8 +52,8 @@ class CtrlSocket {
     int fd = -1;
     std::string local;
     std::string server;
-    unsigned long serverDevice = 0;
-    unsigned long serverInode = 0;
+    dev_t serverDevice = 0;
+    ino_t serverInode = 0;
 };
 
 struct LiveOptions {
@@ -95,8 +97,8 @@ class LiveSupplicant : public emu::SupplicantBackend {
     bool attachMonitor(std::string& error);
     bool exchange(int type, const std::string& cmd, std::string& reply);
     void countScanEvents(const std::vector<std::string>& events);
-    // The link of that type has lost its daemon (the station's takes the monitor along): closed,
-    // to be opened again on its next use, once a daemon answers at the same path.
+    // The command link of that type has lost its daemon: closed, to be opened again on its next
+    // use, once a daemon answers at the same path.
     void drop(int type, const std::string& why);
 
     LiveOptions opts;
