@@ -11,7 +11,8 @@ status, the smoothing in single precision. A reply the plug-in reads in a way no
 Usage as a program: derive.py SCENARIO.yaml REPLY_LOG MESSAGES.jsonl prints the differences and
 exits 1 when there are any. derive.py --scripted YLM_SIM SCENARIO.yaml... plays each scenario of
 raw measurements alone with its scripted replies and judges it the same way (the others are
-skipped): the derivation kept honest by every example scenario on the host."""
+skipped): the derivation kept honest by every example scenario on the host. A scenario with a
+SCENARIO.jsonl beside it (a testbed run's recording) must also play to exactly those messages."""
 import difflib
 import json
 import os
@@ -469,9 +470,10 @@ class Run:
             "bssid_list_len": len(records), "bssid_list": records, "reserved_zero": True})
 
 
-def compare(expected, got):
-    """Differences between the derived messages and those sent: messages aligned as sequences,
-    so that one extra or missing message is named as such; aligned ones field by field."""
+def compare(expected, got, source="derived"):
+    """Differences between the expected messages (derived, or a live run's) and those sent:
+    messages aligned as sequences, so that one extra or missing message is named as such;
+    aligned ones field by field."""
     out = []
     canonical = [[json.dumps(m, sort_keys=True) for m in ms] for ms in (expected, got)]
     matcher = difflib.SequenceMatcher(None, *canonical, autojunk=False)
@@ -483,13 +485,13 @@ def compare(expected, got):
                 for field in sorted(set(want) | set(have)):
                     if want.get(field) != have.get(field):
                         out.append("message %d (%s meas_id %s report_seq %s) %s: sent %s, "
-                                   "derived %s" % (j + 1, have.get("op"), have.get("meas_id"),
-                                                   have.get("report_seq"), field,
-                                                   json.dumps(have.get(field)),
-                                                   json.dumps(want.get(field))))
+                                   "%s %s" % (j + 1, have.get("op"), have.get("meas_id"),
+                                              have.get("report_seq"), field,
+                                              json.dumps(have.get(field)), source,
+                                              json.dumps(want.get(field))))
             continue
         out += ["extra message %d: %s" % (j + 1, canonical[1][j]) for j in range(j1, j2)]
-        out += ["missing message (derived %d): %s" % (i + 1, canonical[0][i])
+        out += ["missing message (%s %d): %s" % (source, i + 1, canonical[0][i])
                 for i in range(i1, i2)]
     return out
 
@@ -528,6 +530,9 @@ def scripted(sim, scenarios):
                                      stderr=subprocess.DEVNULL)
             _, differences = judge(path, log, out)
             differences += ["ylm-sim exit status %d" % rc] if rc else []
+            live = os.path.splitext(path)[0] + ".jsonl"
+            if os.path.exists(live):
+                differences += compare(read_lines(live), read_lines(out), "live")
             failed += 1 if differences else 0
             print("%s %s" % ("FAIL" if differences else "PASS", name))
             for d in differences:
