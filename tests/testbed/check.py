@@ -4,11 +4,14 @@ the replies the plug-in really got (ylm-sim's reply log), derive.py works out ev
 must have sent, field by field, and any difference, extra or missing message fails. A scenario
 whose world changes while it runs also shows that the change happened and reached the plug-in.
 The static scenarios are also compared with what the daemons replied right after them
-(truth/<scenario>-*.txt), and the default profile only that way. Every run must exit 0 and leave
-no sanitizer report. Usage: check.py OUT_DIR. Prints one line per scenario and a closing
-"N passed, M failed"; on a failure it shows the DSD messages, the reply log and the daemon logs."""
+(truth/<scenario>-*.txt), and the default profile only that way. Every run's recording
+(ylm-sim --record) is played back on this machine and must give the live run's messages. Every
+run must exit 0 and leave no sanitizer report. Usage: check.py OUT_DIR YLM_SIM. Prints one line
+per scenario and a closing "N passed, M failed"; on a failure it shows the DSD messages, the
+recording, the reply log and the daemon logs."""
 import json
 import os
+import subprocess
 import sys
 
 import derive
@@ -286,6 +289,22 @@ def check_6ghz(msgs, run, res):
 SANITIZER_MARKS = ("ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
                    "SUMMARY: UndefinedBehaviorSanitizer")
 
+def check_playback(sim, base, msgs, res):
+    """The recording of the live run, played back scripted here, sends the same messages."""
+    recording = base + ".recorded.yaml"
+    if not res.expect(os.path.exists(recording), "no recording " + recording):
+        return
+    run = subprocess.run([sim, recording, "--json"], capture_output=True, text=True,
+                         timeout=120, check=False)
+    if not res.equal(run.returncode, 0, "playback exit status (%s)" % run.stderr.strip()[-300:]):
+        return
+    played = [json.loads(line) for line in run.stdout.splitlines() if line.strip()]
+    res.equal(len(played), len(msgs), "messages of the playback")
+    for i, (live, again) in enumerate(zip(msgs, played)):
+        if not res.equal(again, live, "playback message %d" % i):
+            break
+
+
 TRUTH_SHOWN = [
     ("sta-status", "wpa_cli -i wlan0 status"),
     ("sta-signal-poll", "wpa_cli -i wlan0 signal_poll"),
@@ -324,7 +343,7 @@ def show(title, path, tail=None):
         print("  " + line)
 
 
-def judge_run(out, name, res):
+def judge_run(out, sim, name, res):
     base = os.path.join(out, "scenarios", name)
     with open(base + ".rc", encoding="utf-8") as f:
         res.equal(f.read().strip(), "0", "ylm-sim exit status")
@@ -344,9 +363,10 @@ def judge_run(out, name, res):
             checks[1](msgs, run, res)
     if checks[0]:
         checks[0](msgs, Truth(out, name), res)
+    check_playback(sim, base, msgs, res)
 
 
-def run(out):
+def run(out, sim):
     sdir = os.path.join(out, "scenarios")
     names = sorted(f[:-6] for f in os.listdir(sdir) if f.endswith(".jsonl"))
     passed = failed = 0
@@ -354,8 +374,9 @@ def run(out):
         res = Result()
         base = os.path.join(sdir, name)
         try:
-            judge_run(out, name, res)
-        except (OSError, ValueError, KeyError, IndexError, TypeError) as e:
+            judge_run(out, sim, name, res)
+        except (OSError, ValueError, KeyError, IndexError, TypeError,
+                subprocess.SubprocessError) as e:
             res.problems.append("cannot judge: %s: %s" % (type(e).__name__, e))
         if not res.problems:
             passed += 1
@@ -368,6 +389,7 @@ def run(out):
         if len(res.problems) > 30:
             print("  - ... and %d more" % (len(res.problems) - 30))
         show("the plug-in's DSD messages", base + ".jsonl")
+        show("the run's recording", base + ".recorded.yaml", 120)
         show("ylm-sim stderr (last 80 lines)", base + ".stderr", 80)
         show("the replies the plug-in got (last 60 lines)", base + ".replies", 60)
         for log in ("wpa_supplicant-wlan0.log", "hostapd-softap.log", "hostapd.log"):
@@ -383,4 +405,4 @@ def run(out):
 
 
 if __name__ == "__main__":
-    sys.exit(0 if run(sys.argv[1]) else 1)
+    sys.exit(0 if run(sys.argv[1], sys.argv[2]) else 1)

@@ -250,9 +250,11 @@ run_scenarios() {
     start=$(now)
     run_world "$yaml" "$start" &
     world=$!
+    # --record keeps what the run met; the host plays it back and must get the same messages.
     LD_LIBRARY_PATH=/opt/ylm timeout 180 /opt/ylm/ylm-sim "$yaml" --json --live --log-level 1 \
       --lib /opt/ylm/libylm.so --ctrl-dir /var/run/wpa_supplicant --iface wlan0 \
-      --p2p-iface p2p-wlan0-0 --reply-log "$OUT/scenarios/$name.replies" \
+      --p2p-iface p2p-wlan0-0 --record "$OUT/scenarios/$name.recorded.yaml" \
+      --reply-log "$OUT/scenarios/$name.replies" \
       >"$OUT/scenarios/$name.jsonl" 2>"$OUT/scenarios/$name.stderr"
     rc=$?
     echo "$rc" >"$OUT/scenarios/$name.rc"

@@ -54,14 +54,17 @@ bool Runner::setUp() {
             std::fprintf(err, "ylm-sim: %s\n", error.c_str());
             return false;
         }
-        explained.wrap(live.get());
+        explained.wrap(recorder ? recorder->supplicant(live.get()) : live.get());
         e.setForkExecBackend(&liveFork);
     } else {
         scripted.apply(sc.daemon);
-        explained.wrap(&scripted);
+        explained.wrap(recorder ? recorder->supplicant(&scripted) : &scripted);
         for (const auto& f : sc.forks) {
             e.scriptedForkExec().setResult(f.command, f.output, f.rc);
         }
+    }
+    if (recorder) {
+        e.setForkExecBackend(recorder->forkExec(&e.forkExecBackend()));
     }
     e.setSupplicantBackend(&explained);
     if (!opts.replyLogPath.empty()) {
@@ -100,6 +103,9 @@ int Runner::run() {
                                              opts.liveOptions.p2pIface + "), real clock in seconds"
                                        : "scripted daemons, virtual clock in seconds";
     printer.header(sc, mode);
+    if (!opts.recordPath.empty()) {
+        recorder = std::make_unique<Recorder>(sc, opts.live ? "live, " + mode : mode);
+    }
     if (opts.live) {
         struct sigaction sa {};
         sa.sa_handler = onSignal;
@@ -115,6 +121,12 @@ int Runner::run() {
         perform(step);
         printer.flush();
         showNotices();
+        if (recorder) {
+            recorder->step(step);
+        }
+        if (opts.afterStep && !opts.afterStep(step, started)) {
+            return 3;
+        }
     }
     replies.end();
     if (live) {
@@ -123,6 +135,10 @@ int Runner::run() {
     }
     printer.summary(scripted.unanswered(), sc.dsdCount, opts.live);
     std::string error;
+    if (recorder && !recorder->write(opts.recordPath, error)) {
+        std::fprintf(err, "ylm-sim: --record: %s\n", error.c_str());
+        return 1;
+    }
     if (!opts.svgPath.empty() &&
         !writeRunPicture(opts.svgPath, {sc.name.empty() ? sc.file : sc.name, mode}, polls,
                          sc.dsdCount, error)) {
@@ -205,6 +221,7 @@ void Runner::indication(const Step& s) {
             op = "startWifiMeasurement";
             const size_t timersBefore = emu::Engine::instance().timers.size();
             const bool ok = plugin.startWifiMeasurement(dsd, ind);
+            started = ok;
             if (ok) {
                 explainer.started(dsd, s.start);
             }
@@ -266,6 +283,9 @@ void Runner::scanResultsReady(const std::string& why) {
     emu::Engine& e = emu::Engine::instance();
     const bool registered = e.scanReadyCb != nullptr;
     replies.scanReady();
+    if (recorder) {
+        recorder->scanReady();
+    }
     e.fireScanReady();
     printer.row("-", "->", "scanResultsReady",
                 why + (registered ? "" : " (no callback registered)"));

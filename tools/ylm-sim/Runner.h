@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -13,6 +14,7 @@
 #include "Scenario.h"
 #include "SignalPollTap.h"
 #include "SimSupplicant.h"
+#include "record/Recorder.h"
 
 namespace ylmsim {
 
@@ -22,7 +24,10 @@ struct RunOptions {
     LiveOptions liveOptions;
     OutputOptions output;
     std::string svgPath;       // where the picture of the run goes; empty: none
+    std::string recordPath;    // where the run is kept as a scenario (--record); empty: not kept
     std::string replyLogPath;  // where the replies the plug-in got go; empty: nowhere
+    // Called after each step with whether a start was accepted; false stops the run (--check).
+    std::function<bool(const Step&, bool started)> afterStep;
 };
 
 class Runner {
@@ -57,7 +62,9 @@ class Runner {
     std::unique_ptr<LiveSupplicant> live;
     LiveForkExec liveFork;
     Plugin plugin;
-    int64_t cursor = 0;  // the scenario's time
+    std::unique_ptr<Recorder> recorder;
+    bool started = false;  // the last start indication was accepted
+    int64_t cursor = 0;    // the scenario's time
     double startTime = 0;
     bool interrupted = false;
 };

@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "Yaml.h"
+#include "record/ScenarioText.h"
 
 namespace ylmsim {
 
@@ -336,13 +337,45 @@ struct Loader {
         return d;
     }
 
-    // A text reply: inline text, {file: path} or {fail: true}.
+    // Bytes given as hex digits (a reply or a record that is no text).
+    static std::string bytesOfHex(const Field& f) {
+        std::string bytes;
+        if (!hexBytes(text(f, 1 << 20), bytes)) {
+            fail(f, "expected an even number of hex digits");
+        }
+        return bytes;
+    }
+
+    static bool givesHex(const yaml::Node& node) {
+        for (const auto& entry : node) {
+            if (entry.first.isScalar() && entry.first.scalar() == "hex") {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    // A record given as its bytes, {dsd or name, hex}: what the fields cannot express.
+    void rawRecord(const Field& f, Step& s) {
+        const MapReader m(f, {"dsd", "name", "hex"});
+        s.dsd = client(m);
+        registrationName(m, s, false);
+        std::string why;
+        if (!readRawRecord(s, text(m.need("hex"), 1 << 16), why)) {
+            fail(m.need("hex"), why);
+        }
+    }
+
+    // A text reply: inline text, {file: path}, {hex: digits} or {fail: true}.
     Reply reply(const Field& f) const {
         if (f.node.isScalar()) {
             return {false, f.node.scalar()};
         }
-        MapReader m(f, {"file", "fail"});
-        const std::string which = m.oneOf({"file", "fail"});
+        MapReader m(f, {"file", "fail", "hex"});
+        const std::string which = m.oneOf({"file", "fail", "hex"});
+        if (which == "hex") {
+            return {false, bytesOfHex(m.need("hex"))};
+        }
         if (which == "fail") {
             if (!boolean(m.need("fail"))) {
                 fail(m.need("fail"), "fail: false is no reply; give a text or file");
@@ -894,7 +927,11 @@ struct Loader {
                 Step s;
                 s.line = keyField.line;
                 s.kind = a.kind;
-                (this->*a.parse)(value, s);
+                if (givesHex(value.node)) {
+                    rawRecord(value, s);
+                } else {
+                    (this->*a.parse)(value, s);
+                }
                 return s;
             }
         }

@@ -16,7 +16,7 @@ namespace {
 constexpr const char* kUsage =
     "usage: ylm-sim [SCENARIO.yaml] [--json] [--hex] [--log-level N] [--svg FILE] [--lib PATH]\n"
     "               [--live] [--ctrl-dir DIR] [--iface IFACE] [--p2p-iface IFACE]\n"
-    "               [--reply-log FILE]\n"
+    "               [--record FILE] [--reply-log FILE]\n"
     "  SCENARIO.yaml   scenario to play (default: the built-in scenario)\n"
     "  --json          one JSON object per DSD message on stdout, nothing else\n"
     "  --hex           add the raw bytes of each message\n"
@@ -27,6 +27,7 @@ constexpr const char* kUsage =
     "  --ctrl-dir DIR  wpa_supplicant control directory (default /var/run/wpa_supplicant)\n"
     "  --iface IFACE   station interface (default wlan0)\n"
     "  --p2p-iface IFACE  P2P interface (default p2p-dev-wlan0)\n"
+    "  --record FILE   keep the run as a scenario that plays back scripted to the same messages\n"
     "  --reply-log FILE   also write every daemon reply the plug-in got, as JSON lines\n";
 
 bool readable(const std::string& path) {
@@ -106,11 +107,13 @@ int main(int argc, char** argv) {
                 return usageError("--log-level needs a level number (0 to 4)");
             }
         } else if (arg == "--lib" || arg == "--ctrl-dir" || arg == "--iface" ||
-                   arg == "--p2p-iface" || arg == "--svg" || arg == "--reply-log") {
+                   arg == "--p2p-iface" || arg == "--svg" || arg == "--record" ||
+                   arg == "--reply-log") {
             std::string& target = arg == "--lib"         ? opts.library
                                   : arg == "--ctrl-dir"  ? opts.liveOptions.ctrlDir
                                   : arg == "--iface"     ? opts.liveOptions.iface
                                   : arg == "--svg"       ? opts.svgPath
+                                  : arg == "--record"    ? opts.recordPath
                                   : arg == "--reply-log" ? opts.replyLogPath
                                                          : opts.liveOptions.p2pIface;
             if (!takeValue(target) || target.empty()) {
