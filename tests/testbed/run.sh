@@ -10,8 +10,8 @@
 #   --probe    boot and bring the daemons up, capture their replies, run no scenario
 #   --capture  make the genuine replies of tests/fixtures/real-daemons again, with the configs
 #              kept there, and compare them with the kept ones (compare-captures.py)
-#   --keep-recordings  after a passing run, keep the recordings of the scenarios whose world
-#              changes (and their live messages) in scenarios/recorded/, to play on the host
+#   --keep-recordings  after a passing run, keep the recordings of the changing world's
+#              scenarios (and their live messages) in scenarios/recorded/, to play on the host
 # Exits 0 when every scenario passes, and also (printing SKIPPED) when qemu cannot run here at all.
 set -euo pipefail
 
@@ -221,20 +221,24 @@ report_vm_failure() {
   done
 }
 
-# The recording of each scenario whose world changed, headed by those changes, and the messages
-# of the live run, which its playback on the host must give again.
+# The recording of each scenario judged by derivation (the changing world's), headed by what the
+# world did around it, and the messages of the live run, which its playback on the host must give
+# again. The recorder's notes name the VM's paths; the kept copy names the repository's.
 keep_recordings() {
   local yaml name dest=$root/scenarios/recorded
   mkdir -p "$dest"
   for yaml in "$here"/scenarios/*.yaml; do
-    grep -qE '^# (world [0-9]+|setup):' "$yaml" || continue
+    ! grep -q '^# judge: truth' "$yaml" || continue
     name=$(basename "$yaml" .yaml)
     {
       echo "# Recorded in the real-radio testbed from tests/testbed/scenarios/$name.yaml"
-      echo "# (docs/testbed.md), against real hostapd and wpa_supplicant; what the world did around"
+      echo "# (docs/testbed.md), against real hostapd and wpa_supplicant. What the world did around"
       echo "# the plug-in, at seconds of the run:"
-      grep -E '^# (world [0-9]+|setup):' "$yaml"
-      cat "$work/share/out/scenarios/$name.recorded.yaml"
+      grep -E '^# (world [0-9]+|setup):' "$yaml" ||
+        echo "# nothing but what the scenario's own steps do"
+      sed -e "s#/mnt/share/in/scenarios/$name.yaml#tests/testbed/scenarios/$name.yaml#g" \
+        -e "s#/mnt/share/out/scenarios/$name.recorded.yaml#scenarios/recorded/$name.yaml#g" \
+        "$work/share/out/scenarios/$name.recorded.yaml"
     } >"$dest/$name.yaml"
     cp "$work/share/out/scenarios/$name.jsonl" "$dest/$name.jsonl"
     say "kept scenarios/recorded/$name.yaml"
