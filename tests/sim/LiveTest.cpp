@@ -4,8 +4,8 @@
 #include <chrono>
 #include <thread>
 
-#include "Live.h"
 #include "SimSupport.h"
+#include "live/Live.h"
 
 namespace {
 

@@ -9,10 +9,10 @@
 #include <map>
 #include <sstream>
 
-#include "Printer.h"
 #include "SimSupport.h"
-#include "SvgCanvas.h"
 #include "emu/DsdDecoder.h"
+#include "picture/SvgCanvas.h"
+#include "timeline/Printer.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "SignalPollTap.h"
+#include "picture/SignalPollTap.h"
 
 #include <cstdlib>
 

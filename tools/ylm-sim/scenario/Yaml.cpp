@@ -1,4 +1,4 @@
-#include "Yaml.h"
+#include "scenario/Yaml.h"
 
 #include <yaml.h>
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "SupplicantTap.h"
+#include "run/SupplicantTap.h"
 #include "dsd_wifi_v01.h"
 
 namespace ylmsim {

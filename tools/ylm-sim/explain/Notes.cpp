@@ -1,4 +1,4 @@
-#include "Notes.h"
+#include "explain/Notes.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "Scenario.h"
+#include "scenario/Scenario.h"
 #include "emu/Engine.h"
 
 namespace ylmsim {

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "ManagerSlots.h"
+#include "run/ManagerSlots.h"
 
 namespace ylmsim {
 

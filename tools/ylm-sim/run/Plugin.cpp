@@ -1,4 +1,4 @@
-#include "Plugin.h"
+#include "run/Plugin.h"
 
 #include <dlfcn.h>
 

@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "Replay.h"
-#include "SupplicantTap.h"
+#include "explain/Replay.h"
+#include "run/SupplicantTap.h"
 #include "emu/Engine.h"
 
 namespace ylmsim {

@@ -1,4 +1,4 @@
-#include "SvgCanvas.h"
+#include "picture/SvgCanvas.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "RunPicture.h"
+#include "picture/RunPicture.h"
 
 namespace ylmsim {
 

@@ -9,8 +9,8 @@
 #include <tuple>
 #include <vector>
 
-#include "SignalPollTap.h"
-#include "SvgCanvas.h"
+#include "picture/SignalPollTap.h"
+#include "picture/SvgCanvas.h"
 #include "emu/Engine.h"
 
 namespace ylmsim {

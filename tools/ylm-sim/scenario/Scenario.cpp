@@ -1,4 +1,4 @@
-#include "Scenario.h"
+#include "scenario/Scenario.h"
 
 #include <arpa/inet.h>
 
@@ -11,7 +11,7 @@
 #include <set>
 #include <sstream>
 
-#include "Yaml.h"
+#include "scenario/Yaml.h"
 
 namespace ylmsim {
 

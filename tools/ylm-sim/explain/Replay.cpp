@@ -1,4 +1,4 @@
-#include "Replay.h"
+#include "explain/Replay.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include "Runner.h"
+#include "run/Runner.h"
 
 #include <poll.h>
 
@@ -6,7 +6,7 @@
 #include <cmath>
 #include <csignal>
 
-#include "SvgTimeline.h"
+#include "picture/SvgTimeline.h"
 #include "emu/Engine.h"
 
 namespace ylmsim {

@@ -1,4 +1,4 @@
-#include "SimSupplicant.h"
+#include "run/SimSupplicant.h"
 
 #include <algorithm>
 

@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "Scenario.h"
+#include "scenario/Scenario.h"
 #include "emu/Engine.h"
 
 namespace ylmsim {

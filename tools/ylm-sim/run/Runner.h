@@ -5,13 +5,13 @@
 #include <memory>
 #include <string>
 
-#include "Live.h"
-#include "Notes.h"
-#include "Plugin.h"
-#include "Printer.h"
-#include "Scenario.h"
-#include "SignalPollTap.h"
-#include "SimSupplicant.h"
+#include "explain/Notes.h"
+#include "live/Live.h"
+#include "picture/SignalPollTap.h"
+#include "run/Plugin.h"
+#include "run/SimSupplicant.h"
+#include "scenario/Scenario.h"
+#include "timeline/Printer.h"
 
 namespace ylmsim {
 

@@ -1,4 +1,4 @@
-#include "Live.h"
+#include "live/Live.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,4 +1,4 @@
-#include "SvgTimeline.h"
+#include "picture/SvgTimeline.h"
 
 #include <algorithm>
 #include <cerrno>

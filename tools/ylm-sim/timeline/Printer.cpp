@@ -1,4 +1,4 @@
-#include "Printer.h"
+#include "timeline/Printer.h"
 
 #include <arpa/inet.h>
 

@@ -1,11 +1,11 @@
-#include "RunPicture.h"
+#include "picture/RunPicture.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <utility>
 
-#include "Printer.h"
+#include "timeline/Printer.h"
 #include "emu/DsdDecoder.h"
 
 namespace ylmsim {
