@@ -25,6 +25,9 @@ void VorMsg::vor_log(int level, int module, const char* file, int line, const ch
 
 void VorMsg::vor_log_v(int level, int module, const char* file, int line, const char* fmt,
                        va_list args) {
+    if (Engine::instance().discardLogs) {
+        return;
+    }
     std::string text;
     if (fmt != nullptr) {
         va_list copy;
