@@ -13,7 +13,9 @@ using emu::Engine;
 // ---- logger ----------------------------------------------------------------------------------
 namespace {
 VorMsg gLogger;
-}
+// Looked up once: the logger is called for every line, even those it drops at its door.
+Engine& gEngine = Engine::instance();
+}  // namespace
 VorMsg* VorMsg::vor_log_class_ptr = &gLogger;
 
 void VorMsg::vor_log(int level, int module, const char* file, int line, const char* fmt, ...) {
@@ -25,7 +27,7 @@ void VorMsg::vor_log(int level, int module, const char* file, int line, const ch
 
 void VorMsg::vor_log_v(int level, int module, const char* file, int line, const char* fmt,
                        va_list args) {
-    if (Engine::instance().discardLogs) {
+    if (gEngine.discardLogs) {
         return;
     }
     std::string text;
