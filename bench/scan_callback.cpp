@@ -118,8 +118,8 @@ void BM_ScanReadyCallback(benchmark::State& state) {
         state.ResumeTiming();
     }
     state.SetItemsProcessed(state.iterations() * n);
-    state.counters["allocs_per_ap"] = static_cast<double>(allocations) /
-                                      static_cast<double>(state.iterations() * n);
+    state.counters["allocs_per_ap"] =
+        static_cast<double>(allocations) / static_cast<double>(state.iterations() * n);
 }
 BENCHMARK(BM_ScanReadyCallback)->Arg(4)->Arg(16)->Arg(kMaxAccessPoints);
 

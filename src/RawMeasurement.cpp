@@ -230,8 +230,7 @@ bool Raw::asksForScans(const dsd_start_wifi_meas_ind_msg_v01& ind) {
 }
 
 float Raw::historyWeight(const dsd_start_wifi_meas_ind_msg_v01& ind) {
-    return ind.alpha_valid != 0 && ind.alpha > 0.0F && ind.alpha < 1.0F ? ind.alpha
-                                                                          : kDefaultAlpha;
+    return ind.alpha_valid != 0 && ind.alpha > 0.0F && ind.alpha < 1.0F ? ind.alpha : kDefaultAlpha;
 }
 
 void Raw::traceRequestList() {

@@ -20,8 +20,8 @@ void* ScanArena::allocate(size_t size, size_t alignment) {
     // new[] hands out memory aligned for any fundamental type, the most any node asks for.
     const size_t last = blocks.empty() ? kFirstBlock / 2 : blocks.back().size;
     const size_t blockSize = 2 * last > size ? 2 * last : size;
-    blocks.push_back({std::unique_ptr<unsigned char[]>(new unsigned char[blockSize]), blockSize,
-                      size});
+    blocks.push_back(
+        {std::unique_ptr<unsigned char[]>(new unsigned char[blockSize]), blockSize, size});
     current = blocks.size() - 1;
     return blocks.back().bytes.get();
 }

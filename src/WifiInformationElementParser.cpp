@@ -78,7 +78,7 @@ Header readHeader(const char* text, Tlv& e) {
         return Header::EmptyBody;
     }
     return std::memchr(text + kHeaderChars, '\0', 2 * e.length) == nullptr ? Header::Element
-                                                                          : Header::CutShort;
+                                                                           : Header::CutShort;
 }
 
 // A new element object of a class the element map keeps, with the body read into it (a rejected

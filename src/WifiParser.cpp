@@ -560,9 +560,9 @@ char* WifiParser::MacAddressToString(unsigned char* mac) {
 
 bool WifiParser::readMac(const char* text, unsigned char (&mac)[6]) {
     unsigned int octets[kMacOctets] = {};
-    if (text == nullptr || std::sscanf(text, "%x:%x:%x:%x:%x:%x", &octets[0], &octets[1],
-                                       &octets[2], &octets[3], &octets[4],
-                                       &octets[5]) < kMacOctets) {
+    if (text == nullptr ||
+        std::sscanf(text, "%x:%x:%x:%x:%x:%x", &octets[0], &octets[1], &octets[2], &octets[3],
+                    &octets[4], &octets[5]) < kMacOctets) {
         return false;
     }
     for (int i = 0; i < kMacOctets; ++i) {

@@ -1,16 +1,16 @@
 #include "explain/Notes.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <set>
 
 #include "VorSupplicantWrapper.h"
+#include "emu/SupplicantText.h"
 
 namespace ylmsim {
 namespace {
 
-using replay::ScanRecord;
+using reading::ScanRecord;
 
 constexpr size_t kColumns = 5;          // bssid, frequency, signal level, flags, ssid
 constexpr size_t kShownRecords = 3;     // misread records spelled out in one note
@@ -35,7 +35,7 @@ std::string quote(const std::string& text) {
 // A BSSID as it stands when it is one, else quoted like any other daemon text.
 std::string bssidText(const std::string& bssid) {
     constexpr size_t kMacText = 17;
-    return bssid.size() == kMacText && replay::readsAsMac(bssid) ? bssid : quote(bssid);
+    return bssid.size() == kMacText && reading::readsAsAddress(bssid) ? bssid : quote(bssid);
 }
 
 std::string rowName(size_t row, const std::string& bssid) {
@@ -44,7 +44,7 @@ std::string rowName(size_t row, const std::string& bssid) {
 
 // A record as read; a frequency text that is no plain number shows what the report makes of it.
 std::string describe(const ScanRecord& r) {
-    const std::string sent = std::to_string(static_cast<uint16_t>(std::atoi(r.frequency.c_str())));
+    const std::string sent = std::to_string(reading::reportedFrequency(r));
     return "BSSID " + quote(r.bssid) + " frequency " + quote(r.frequency) +
            (sent == r.frequency ? "" : " (sent as " + sent + ")") + " SSID " + quote(r.ssid);
 }
@@ -65,9 +65,39 @@ std::string listed(const std::vector<std::string>& items) {
     return out;
 }
 
+// A record is read right when it is what its row, read on its own, gives.
 bool sameAsWritten(const ScanRecord& r, const std::vector<std::string>& columns) {
-    return columns.size() == kColumns && r.bssid == columns[0] && r.frequency == columns[1] &&
-           r.level == static_cast<int16_t>(std::atoi(columns[2].c_str())) && r.ssid == columns[4];
+    if (columns.size() != kColumns) {
+        return false;
+    }
+    std::string table = "\n";
+    for (const auto& column : columns) {
+        table += column + (&column == &columns.back() ? "\n" : "\t");
+    }
+    const auto alone = reading::scanTable(table);
+    return alone.size() == 1 && r.bssid == alone[0].bssid && r.frequency == alone[0].frequency &&
+           r.level == alone[0].level && r.ssid == alone[0].ssid;
+}
+
+// The scan table as the daemon wrote it: the columns of each row after the header, empty ones
+// included. A last line without its line end is included as it stands.
+std::vector<std::vector<std::string>> tableRows(const std::string& text) {
+    std::vector<std::vector<std::string>> rows;
+    size_t pos = text.find('\n');
+    while (pos != std::string::npos && pos + 1 < text.size()) {
+        const size_t start = pos + 1;
+        pos = text.find('\n', start);
+        const std::string line = text.substr(start, pos == std::string::npos ? pos : pos - start);
+        std::vector<std::string> columns;
+        size_t from = 0;
+        for (size_t tab = line.find('\t'); tab != std::string::npos; tab = line.find('\t', from)) {
+            columns.push_back(line.substr(from, tab - from));
+            from = tab + 1;
+        }
+        columns.push_back(line.substr(from));
+        rows.push_back(std::move(columns));
+    }
+    return rows;
 }
 
 // Rows of the part the plug-in read whose line end it saw.
@@ -111,7 +141,8 @@ void addOnce(std::vector<std::string>& items, const std::string& item) {
 }  // namespace
 
 void Explainer::started(const VorTpxDsd* dsd, const dsd_start_wifi_meas_ind_msg_v01& ind) {
-    requests[{dsd, ind.meas_id}] = {replay::scanMode(ind), replay::requestFilters(ind)};
+    const reading::Request request = reading::request(ind);
+    requests[{dsd, ind.meas_id}] = {request.scanning, request.filters};
 }
 
 void Explainer::stopped(const VorTpxDsd* dsd, int32_t measId) {
@@ -151,7 +182,7 @@ void Explainer::message(const emu::DsdMessage& msg) {
 
 void Explainer::scanTable(const std::string& whole, size_t room) {
     const std::string seen = whole.substr(0, room);
-    lastScan = replay::readScanTable(seen);
+    lastScan = reading::scanTable(seen);
     if (seen.size() < whole.size()) {
         cutTable(whole, seen);
     }
@@ -160,8 +191,8 @@ void Explainer::scanTable(const std::string& whole, size_t room) {
 }
 
 void Explainer::cutTable(const std::string& whole, const std::string& seen) {
-    const auto all = replay::tableRows(whole);
-    const auto read = replay::tableRows(seen);
+    const auto all = tableRows(whole);
+    const auto read = tableRows(seen);
     const size_t complete = completeRows(seen, read.size());
     std::string text = "the table is " + std::to_string(whole.size()) +
                        " bytes but the plug-in's reply buffer holds " +
@@ -195,7 +226,7 @@ void Explainer::cutTable(const std::string& whole, const std::string& seen) {
 }
 
 void Explainer::emptyColumn(const std::string& seen) {
-    const auto rows = replay::tableRows(seen);
+    const auto rows = tableRows(seen);
     const size_t complete = completeRows(seen, rows.size());
     static const char* const kNames[kColumns] = {"BSSID", "frequency", "signal level", "flags",
                                                  "SSID"};
@@ -234,7 +265,7 @@ void Explainer::emptyColumn(const std::string& seen) {
         if (shown.size() < kShownRecords) {
             shown.push_back(describe(*r));
         }
-        if (!replay::readsAsMac(r->bssid) && queries.size() < kShownRecords) {
+        if (!reading::readsAsAddress(r->bssid) && queries.size() < kShownRecords) {
             queries.push_back(quote("BSS " + r->bssid));
         }
     }
@@ -256,39 +287,36 @@ void Explainer::emptyColumn(const std::string& seen) {
 }
 
 void Explainer::escapedSsids() {
-    // The escaped SSIDs as written, by the record (row and BSSID) they belong to.
-    std::map<std::pair<size_t, std::string>, std::string> written;
-    std::vector<ScanRecord> decoded = lastScan;
-    for (auto& r : decoded) {
-        const std::string plain = replay::unescapeSsid(r.ssid);
-        if (plain != r.ssid) {
-            written[{r.row, r.bssid}] = r.ssid;
-            r.ssid = plain;
-        }
-    }
-    if (written.empty()) {
-        return;
-    }
     for (const auto& [key, request] : requests) {
         if (!request.scanning) {
             continue;
         }
-        const auto raw = replay::groupMatches(lastScan, request.filters);
-        const auto plain = replay::groupMatches(decoded, request.filters);
+        const auto found = reading::reportGroups(lastScan, request.filters);
         std::set<std::string> asked;
         for (const auto& f : request.filters) {
-            if (f.ssid == "AnySSID" || !asked.insert(f.ssid).second || plain.count(f.ssid) == 0) {
+            // The daemon writes the SSID of a row escaped; the plug-in compares the request's
+            // bytes with that text as it stands. What would the request find, had the modem
+            // written its SSID the daemon's way?
+            const std::string written = emu::writtenSsid(f.ssid);
+            if (written == f.ssid || !asked.insert(f.ssid).second) {
+                continue;
+            }
+            std::list<MeasurementRequestReport> rewritten = {f};
+            rewritten.front().ssid = written;
+            const auto would = reading::reportGroups(lastScan, rewritten);
+            const auto wouldFind = would.find(written);
+            if (wouldFind == would.end()) {
                 continue;
             }
             std::set<std::pair<size_t, std::string>> matched;
-            if (raw.count(f.ssid) != 0) {
-                for (const auto& r : raw.at(f.ssid)) {
+            if (found.count(f.ssid) != 0) {
+                for (const auto& r : found.at(f.ssid)) {
                     matched.insert({r.row, r.bssid});
                 }
             }
             std::vector<const ScanRecord*> missed;
-            for (const auto& r : plain.at(f.ssid)) {
-                if (matched.count({r.row, r.bssid}) == 0 && written.count({r.row, r.bssid}) != 0) {
+            for (const auto& r : wouldFind->second) {
+                if (matched.count({r.row, r.bssid}) == 0) {
                     missed.push_back(&r);
                 }
             }
@@ -296,12 +324,14 @@ void Explainer::escapedSsids() {
                 continue;
             }
             const ScanRecord& r = *missed[0];
-            std::string text =
-                rowName(r.row, r.bssid) + " has the SSID " + quote(written.at({r.row, r.bssid})) +
-                ", the daemon's escaped writing of " + quote(r.ssid) + "; the request for " +
-                quote(f.ssid) + " (meas_id " + std::to_string(key.second) +
-                ") is compared with the text as written and never matches it, so "
-                "that access point is missing from its report";
+            std::string text = rowName(r.row, r.bssid) + " has the SSID " + quote(r.ssid) +
+                               (r.ssid == written ? ", the daemon's escaped writing of "
+                                                  : ", which begins with the daemon's escaped "
+                                                    "writing of ") +
+                               quote(f.ssid) + "; the request for " + quote(f.ssid) + " (meas_id " +
+                               std::to_string(key.second) +
+                               ") is compared with the text as written and never matches it, so "
+                               "that access point is missing from its report";
             if (missed.size() > 1) {
                 text += " (" + std::to_string(missed.size() - 1) + " more alike)";
             }
@@ -311,8 +341,8 @@ void Explainer::escapedSsids() {
 }
 
 void Explainer::bssReply(const std::string& cmd, const std::string& text) {
-    for (const auto& ie : replay::replyValues(text, "ie")) {
-        const auto walk = replay::walkElements(ie);
+    for (const auto& ie : reading::replyValues(text, "ie")) {
+        const auto walk = reading::walkElements(ie);
         if (!walk.endedByEmpty) {
             continue;
         }
@@ -360,7 +390,7 @@ void Explainer::crowdedReport(const emu::DsdMessage& msg) {
     }
     const std::string ssid(reinterpret_cast<const char*>(report.ssid),
                            std::min<size_t>(report.ssid_len, sizeof report.ssid));
-    for (const auto& [key, group] : replay::groupMatches(lastScan, it->second.filters)) {
+    for (const auto& [key, group] : reading::reportGroups(lastScan, it->second.filters)) {
         if (key.substr(0, sizeof report.ssid) != ssid ||
             group.size() <= DSD_WIFI_MEAS_REPORT_BSSID_MAX_V01) {
             continue;

@@ -1,18 +1,19 @@
 // Explanations of reports that look wrong but are what the plug-in must send: the simulator sees
-// the same daemon replies and modem requests as the plug-in, replays its reading of them and says,
-// when it happens, which row or BSSID made a report odd and how.
+// the same daemon replies and modem requests as the plug-in, reads them with the plug-in's own
+// reading and says, when it happens, which row or BSSID made a report odd and how.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <list>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "explain/Replay.h"
-#include "run/SupplicantTap.h"
 #include "emu/Engine.h"
+#include "reading/PluginReading.h"
+#include "run/SupplicantTap.h"
 
 namespace ylmsim {
 
@@ -47,10 +48,10 @@ class Explainer {
     using RequestKey = std::pair<const VorTpxDsd*, int32_t>;
     struct Request {
         bool scanning = false;
-        std::vector<replay::Filter> filters;
+        std::list<MeasurementRequestReport> filters;
     };
     std::map<RequestKey, Request> requests;
-    std::vector<replay::ScanRecord> lastScan;  // the records of the latest scan table read
+    std::vector<reading::ScanRecord> lastScan;  // the records of the latest scan table read
     std::vector<Note> pending;
 };
 

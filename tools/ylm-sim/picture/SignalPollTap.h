@@ -9,8 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "run/SupplicantTap.h"
 #include "dsd_wifi_v01.h"
+#include "reading/PluginReading.h"
+#include "run/SupplicantTap.h"
 
 namespace ylmsim {
 
@@ -39,24 +40,17 @@ class SignalPollTap : public SupplicantTap {
     // Every measurement whose start armed timers: true for connected mode, false for scan mode.
     const std::map<MeasurementKey, bool>& modes() const { return started; }
 
-    // The RSSI of a signal-poll reply: its RSSI= line, read into 16 bits as the engine keeps it.
-    static bool replyRssi(const std::string& reply, int& rssi);
-
     bool command(int type, const std::string& cmd, std::string& reply) override;
 
   private:
-    // The measurement's smoothing, folded sample by sample as the modem's filter does: the first
-    // sample is the average, each later one weighs the history by alpha.
-    struct Smoothing {
+    // A measurement's samples folded into the average by the plug-in's own smoothing.
+    struct Sampler {
         MeasurementKey measurement;
-        float alpha = 0.5F;
-        bool seen = false;
-        int16_t average = 0;
-        int16_t fold(int16_t sample);
+        reading::Smoothing smoothing;
     };
-    Smoothing* samplingMeasurement();
+    Sampler* samplingMeasurement();
 
-    std::map<int32_t, Smoothing> samplers;  // sampling timer id -> its measurement
+    std::map<int32_t, Sampler> samplers;  // sampling timer id -> its measurement
     std::map<MeasurementKey, bool> started;
     std::vector<RssiSample> taken;
 };
