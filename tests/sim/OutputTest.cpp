@@ -132,8 +132,8 @@ TEST(ExampleScenarios, AllRunToTheirEndExplainingOddReports) {
         {"hidden-ssid-element.yaml",
          {"!! BSS 02:00:00:00:0a:00      the elements of 02:00:00:00:0a:00 begin with an SSID "
           "element of length 0",
-          "Wi-Fi generation, country code, BSS load (channel utilization) and HESSID stay "
-          "unknown"}},
+          R"(the plug-in takes Wi-Fi generation, country code, channel utilization and HESSID )"
+          R"(as -1, "", 65535 and "" where the elements give 5, "US", 0 and "02:00:00:00:03:00")"}},
         {"long-scan-table.yaml",
          {"4494 bytes but the plug-in's reply buffer holds 4095",
           "the last 5 rows (56 to 60, from 02:00:00:00:47:00 on) never reach the plug-in",

@@ -105,37 +105,25 @@ size_t completeRows(const std::string& seen, size_t rows) {
     return !seen.empty() && seen.back() == '\n' ? rows : rows - std::min<size_t>(rows, 1);
 }
 
-// The elements the plug-in reads, and what a report takes from each (null: nothing of its own).
-struct KnownElement {
-    unsigned id;
-    const char* name;
-    const char* use;
-};
-constexpr KnownElement kElements[] = {
-    {0, "SSID", nullptr},
-    {1, "Supported Rates", "Wi-Fi generation"},
-    {7, "Country", "country code"},
-    {11, "BSS Load", "BSS load (channel utilization)"},
-    {42, "ERP", "Wi-Fi generation"},
-    {50, "Extended Supported Rates", nullptr},
-    {61, "HT Operation", "Wi-Fi generation"},
-    {107, "Interworking", "HESSID"},
-    {192, "VHT Operation", "Wi-Fi generation"},
-};
-
-const KnownElement* known(unsigned id) {
-    for (const auto& e : kElements) {
-        if (e.id == id) {
-            return &e;
+// The facts a walk stopped early cost the reports: what the plug-in takes, against what the
+// elements give when the walk goes on.
+void lostFacts(const reading::BssFacts& taken, const reading::BssFacts& given,
+               std::vector<std::string>& names, std::vector<std::string>& takenValues,
+               std::vector<std::string>& givenValues) {
+    auto add = [&](bool differ, const char* name, const std::string& a, const std::string& b) {
+        if (differ) {
+            names.push_back(name);
+            takenValues.push_back(a);
+            givenValues.push_back(b);
         }
-    }
-    return nullptr;
-}
-
-void addOnce(std::vector<std::string>& items, const std::string& item) {
-    if (std::find(items.begin(), items.end(), item) == items.end()) {
-        items.push_back(item);
-    }
+    };
+    add(taken.wifiMode != given.wifiMode, "Wi-Fi generation", std::to_string(taken.wifiMode),
+        std::to_string(given.wifiMode));
+    add(taken.countryCode != given.countryCode, "country code", quote(taken.countryCode),
+        quote(given.countryCode));
+    add(taken.channelUtilization != given.channelUtilization, "channel utilization",
+        std::to_string(taken.channelUtilization), std::to_string(given.channelUtilization));
+    add(taken.hessid != given.hessid, "HESSID", quote(taken.hessid), quote(given.hessid));
 }
 
 }  // namespace
@@ -343,31 +331,24 @@ void Explainer::escapedSsids() {
 void Explainer::bssReply(const std::string& cmd, const std::string& text) {
     for (const auto& ie : reading::replyValues(text, "ie")) {
         const auto walk = reading::walkElements(ie);
-        if (!walk.endedByEmpty) {
+        if (!walk.endedByEmpty || walk.unread.empty()) {
             continue;
         }
-        std::set<std::string> kept;  // what the elements read before it still give
-        for (const auto& e : walk.read) {
-            if (known(e.id) != nullptr && known(e.id)->use != nullptr) {
-                kept.insert(known(e.id)->use);
-            }
-        }
         std::vector<std::string> names;
-        std::vector<std::string> uses;
-        for (const auto& e : walk.unread) {
-            const KnownElement* k = known(e.id);
-            if (k != nullptr && k->use != nullptr && kept.count(k->use) == 0) {
-                addOnce(names, k->name);
-                addOnce(uses, k->use);
-            }
-        }
-        if (uses.empty()) {
+        std::vector<std::string> taken;
+        std::vector<std::string> given;
+        lostFacts(reading::bssFacts(text), reading::bssFacts(reading::withWalkGoneOn(text)), names,
+                  taken, given);
+        if (names.empty()) {
             continue;  // nothing a report uses was lost
         }
-        const KnownElement* empty = known(walk.empty.id);
-        const std::string element = empty != nullptr ? std::string(empty->name) + " element"
-                                                     : "element " + std::to_string(walk.empty.id);
-        const bool ssid = walk.empty.id == 0;
+        std::vector<std::string> ids;
+        for (const auto& e : walk.unread) {
+            ids.push_back(std::to_string(e.id));
+        }
+        const bool ssid = walk.empty.id == 0;  // a hidden network's SSID element
+        const std::string element =
+            ssid ? "SSID element" : "element " + std::to_string(walk.empty.id);
         const std::string where =
             walk.empty.offset == 0
                 ? " begin with " + std::string(ssid ? "an " : "a ") + element + " of length 0"
@@ -376,8 +357,10 @@ void Explainer::bssReply(const std::string& cmd, const std::string& text) {
         pending.push_back(
             {cmd, "the elements of " + bssidText(cmd.substr(4)) + where +
                       (ssid ? " (hidden network)" : "") + ", which ends the element walk: the " +
-                      listed(names) + " element" + (names.size() == 1 ? "" : "s") +
-                      " after it are never read, so its " + listed(uses) + " stay unknown"});
+                      std::to_string(ids.size()) + " element" + (ids.size() == 1 ? "" : "s") +
+                      " after it (id" + (ids.size() == 1 ? " " : "s ") + listed(ids) +
+                      ") are never read, so the plug-in takes " + listed(names) + " as " +
+                      listed(taken) + " where the elements give " + listed(given)});
         return;
     }
 }

@@ -1,5 +1,6 @@
 #include "reading/PluginReading.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include "RawMeasurement.h"
@@ -38,6 +39,28 @@ BssidInfo infoOf(const ScanRecord& r) {
 
 Element elementOf(const Ie::Tlv& t) {
     return {t.id, t.length, t.at};
+}
+
+// Each element of every walk over the text, the walk going on past the elements with an empty
+// body that end it.
+template <class Visit>
+void everyWalk(Ie& parser, const char* hex, Visit&& visit) {
+    Ie::Walk walk = parser.walk(hex);
+    for (;;) {
+        for (const auto& t : walk.elements) {
+            visit(t);
+        }
+        if (!walk.endedByEmpty) {
+            return;
+        }
+        walk = parser.walk(hex, walk.resume);
+    }
+}
+
+void appendHex(std::string& out, size_t octet) {
+    char digits[3];
+    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned>(octet));
+    out += digits;
 }
 
 }  // namespace
@@ -118,12 +141,52 @@ ElementWalk walkElements(const std::string& hex) {
     }
     out.endedByEmpty = walk.endedByEmpty;
     out.empty = elementOf(walk.empty);
-    // Walks that go on past each empty element find what the plug-in never reads.
-    while (walk.endedByEmpty) {
-        walk = parser.walk(hex.c_str(), walk.resume);
-        for (const auto& t : walk.elements) {
-            out.unread.push_back(elementOf(t));
+    if (walk.endedByEmpty) {
+        // Walks that go on past each empty element find what the plug-in never reads.
+        everyWalk(parser, hex.c_str(), [&out](const Ie::Tlv& t) {
+            if (t.at > out.empty.offset) {
+                out.unread.push_back(elementOf(t));
+            }
+        });
+    }
+    return out;
+}
+
+BssFacts bssFacts(const std::string& reply) {
+    const Detached quiet;
+    WifiParser* parser = WifiParser::getInstance();
+    // The generation needs the frequency, which the plug-in takes from the station's status.
+    WifiStatus status;
+    parser->parseStatusCmdData(reply.c_str(), status);
+    parser->parseBssCmdWifiInfo(reply.c_str(), status);
+    BssLoad load;
+    parser->parseBssLoadCmdData(reply.c_str(), load);
+    return {status.wifiMode, status.hessid, status.countryCode, load.channelUtilization};
+}
+
+std::string withWalkGoneOn(const std::string& reply) {
+    const Detached quiet;
+    std::string copy = reply;
+    std::string out;
+    Ie parser;
+    for (const auto& pair : WifiParser::cutReply(copy.data())) {
+        out += pair.key;
+        if (pair.value == nullptr) {
+            break;
         }
+        out += '=';
+        if (std::strcmp(pair.key, "ie") != 0) {
+            out += pair.value;
+        } else {
+            everyWalk(parser, pair.value, [&](const Ie::Tlv& t) {
+                appendHex(out, t.id);
+                appendHex(out, t.length);
+                for (size_t i = 0; i < t.length; ++i) {
+                    appendHex(out, parser.octet(pair.value, t, i));
+                }
+            });
+        }
+        out += '\n';
     }
     return out;
 }

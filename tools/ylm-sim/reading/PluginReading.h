@@ -65,6 +65,19 @@ struct ElementWalk {
 };
 ElementWalk walkElements(const std::string& hex);
 
+// What the plug-in takes from a BSS reply for its reports: the Wi-Fi generation, HESSID and
+// country code of the station's availability report, the channel utilization of a scan report.
+struct BssFacts {
+    int wifiMode = 0;
+    std::string hessid;
+    std::string countryCode;
+    uint16_t channelUtilization = 0;
+};
+BssFacts bssFacts(const std::string& reply);
+// The reply as it would read had each element walk gone on past its empty elements: every "ie"
+// value written again without them.
+std::string withWalkGoneOn(const std::string& reply);
+
 // The RSSI smoothing of a connected-mode measurement.
 class Smoothing {
   public:
