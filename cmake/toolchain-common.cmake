@@ -13,3 +13,7 @@ set(CMAKE_CROSSCOMPILING_EMULATOR ${YLM_QEMU} -L /usr/${YLM_TRIPLE})
 
 # The simulator needs host-only libraries.
 set(YLM_BUILD_TOOLS OFF CACHE BOOL "Build the simulator (needs libyaml and nlohmann-json)")
+# The handset platform's device defaults for the library and the engine stand-in, in every ARM
+# build (presets, scripts/cross-test.sh, scripts/update-baselines.sh): these are the builds that
+# stand for the handset's.
+set(YLM_PLATFORM_FLAGS ON CACHE BOOL "Build the library and the engine emulator with the handset platform's flags")

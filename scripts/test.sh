@@ -6,10 +6,14 @@
 #   2. the same suite built with clang and ASan+UBSan (any finding fails);
 #   3. a clang build against libc++, the handset's C++ runtime: unit, end-to-end, load and
 #      simulator tests, and the symbol check against abi/symbols-libcxx.txt;
-#   4. every libFuzzer target for a short fixed number of runs;
-#   5. armv7 and arm64 builds, their tests under qemu-user, symbol and ABI checks;
-#   6. the real-radio testbed (qemu VM with simulated radios and real daemons).
-# Stages can be skipped locally with YLM_SKIP="libcxx cross testbed" (CI skips nothing).
+#   4. the platform build: the library and the engine emulator with the handset platform's module
+#      flags (no RTTI, no exceptions, FORTIFY, stack protector, its warnings as errors), clang and
+#      libc++, and the whole host suite against it (docs/handset.md);
+#   5. every libFuzzer target for a short fixed number of runs;
+#   6. armv7 and arm64 builds (with the platform's module flags), their tests under qemu-user,
+#      symbol and ABI checks;
+#   7. the real-radio testbed (qemu VM with simulated radios and real daemons).
+# Stages can be skipped locally with YLM_SKIP="libcxx platform cross testbed" (CI skips nothing).
 #
 # Every stage runs in a fresh clone of this checkout in an empty temporary directory (with the
 # checkout's uncommitted changes copied over), so a file the suite needs but the repository does
@@ -101,6 +105,12 @@ fi
 if ! skipped libcxx; then
     if run_stage "libcxx build" bash -c 'cmake --preset libcxx >/dev/null && cmake --build --preset libcxx'; then
         run_ctest "libcxx tests" --preset libcxx
+    fi
+fi
+
+if ! skipped platform; then
+    if run_stage "platform build" bash -c 'cmake --preset platform >/dev/null && cmake --build --preset platform'; then
+        run_ctest "platform tests" --preset platform
     fi
 fi
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 
 #include "YlmLog.h"
@@ -224,16 +225,39 @@ void readStatus(const char* rspData, const ReplyRules& rules, const KeyField (&k
     });
 }
 
+// The element as class Element, or null when it says it is of another class. The library is built
+// without run-time type information, so an element's class is known from the id it gives: one of
+// classIds, those of Element and of the classes derived from it.
+template <class Element>
+Element* elementAs(Ie::InformationElement* element, std::initializer_list<int> classIds) {
+    if (element == nullptr) {
+        return nullptr;
+    }
+    const int own = element->get_id();
+    for (int id : classIds) {
+        if (own == id) {
+            return static_cast<Element*>(element);
+        }
+    }
+    return nullptr;
+}
+
 // The last rate of a rates element in the map, or 0 when it holds none.
 int lastRate(const WifiParser::ElementMap& elements, int id) {
-    auto* rates = dynamic_cast<Ie::SupportedRateElement*>(elements.at(id));
+    auto it = elements.find(id);
+    if (it == elements.end()) {
+        return 0;
+    }
+    auto* rates =
+        elementAs<Ie::SupportedRateElement>(it->second, {kIdSupportedRates, kIdExtendedRates});
     if (rates == nullptr || rates->rates.empty()) {
         return 0;
     }
     return rates->rates.back();
 }
 
-// A text field of the element under id, empty when the map holds none of that class.
+// A text field of the element under id, empty when the map holds none of that class (whose
+// elements give id as their own).
 template <class Element>
 std::string elementText(const WifiParser::ElementMap& elements, int id, std::string Element::*field,
                         const char* foundText) {
@@ -242,7 +266,7 @@ std::string elementText(const WifiParser::ElementMap& elements, int id, std::str
         return "";
     }
     YLM_LOG(1, "%s", foundText);
-    auto* element = dynamic_cast<Element*>(it->second);
+    auto* element = elementAs<Element>(it->second, {id});
     return element == nullptr ? "" : element->*field;
 }
 

@@ -34,7 +34,7 @@ std::string mac(const uint8_t* b) {
 std::string bytesArray(const uint8_t* b, size_t n) {
     std::string out = "[";
     for (size_t i = 0; i < n; ++i) {
-        out += (i != 0 ? "," : "") + std::to_string(b[i]);
+        out += (i != 0 ? "," : "") + std::to_string(unsigned{b[i]});
     }
     return out + "]";
 }
@@ -49,9 +49,10 @@ bool allZero(const uint8_t (&a)[N]) {
     return true;
 }
 
+// Narrow fields print as the int they promote to; the unary plus makes that promotion explicit.
 template <class T>
 std::string num(T v) {
-    return std::to_string(v);
+    return std::to_string(+v);
 }
 
 std::string boolText(bool v) {

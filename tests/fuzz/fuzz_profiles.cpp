@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -17,12 +19,18 @@
 
 namespace {
 
-// The daemons answer with the test bed's genuine replies, read from the repository's captures;
-// without them the daemons simply do not answer.
+// The daemons answer with the test bed's genuine replies, read from the repository's captures. A
+// missing capture stops the run: without it the target would fuzz daemons that never answer.
 std::string fixture(const char* name) {
     std::string path = __FILE__;
     path.erase(path.rfind("tests/fuzz/"));
-    std::ifstream in(path + "tests/fixtures/real-daemons/" + name, std::ios::binary);
+    path += "tests/fixtures/real-daemons/";
+    path += name;
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        std::fprintf(stderr, "missing fixture %s\n", path.c_str());
+        std::abort();
+    }
     std::ostringstream s;
     s << in.rdbuf();
     return s.str();

@@ -144,6 +144,23 @@ TEST_F(WifiParserTest, BssRepliesGiveModeHessidCountryAndLoad) {
             "Found Country Element in wifiInfoMap", "getCountryCode: Returned countryCode: US"});
 }
 
+// The element map's readers know an element's class from the id the element gives, not from the
+// key it is stored under: a caller's map with elements under each other's ids reads as empty.
+TEST_F(WifiParserTest, ElementReadersGoByTheElementsOwnId) {
+    using Ie = WifiInformationElementParser;
+    Ie::CountryElement country;
+    country.countryCode = "US";
+    Ie::InterworkingElement interworking;
+    interworking.hessid = "02:00:00:00:04:00";
+    Ie::ExtendedSupportedRateElement extended;  // a rates element too, wherever it is kept
+    extended.rates = {54000000};
+    Ie::ERPElement erp;
+    const WifiParser::ElementMap swapped{{7, &interworking}, {107, &country}, {1, &extended}};
+    EXPECT_EQ(parser.getHESSIDInfo(swapped) + "|" + parser.getCountryCode(swapped), "|");
+    EXPECT_EQ(parser.getWifiMode(swapped, 2412), 3);
+    EXPECT_EQ(parser.getWifiMode({{1, &erp}, {50, &country}}, 2412), 2);  // no rates at all
+}
+
 TEST_F(WifiParserTest, MacAndOctetText) {
     unsigned char mac[6] = {0x02, 0x00, 0x00, 0x00, 0x0a, 0xff};
     char* text = WifiParser::MacAddressToString(mac);
