@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "emu/Engine.h"
+#include "live/LiveForkExec.h"
 
 namespace ylmsim {
 
@@ -92,17 +93,6 @@ class LiveSupplicant : public emu::SupplicantBackend {
     bool bssidFilterSet = false;
     std::vector<std::string> notices;
     size_t scanEvents = 0;
-};
-
-// Runs the command line with /bin/sh -c and captures what it prints on standard output. The
-// result is the exit status (128 + signal when killed; 124 when it outlives the time limit).
-class LiveForkExec : public emu::ForkExecBackend {
-  public:
-    explicit LiveForkExec(double timeoutSeconds = 10.0) : timeout(timeoutSeconds) {}
-    int run(const std::string& cmdLine, std::string& output) override;
-
-  private:
-    double timeout;
 };
 
 }  // namespace ylmsim

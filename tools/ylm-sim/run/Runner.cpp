@@ -7,6 +7,7 @@
 #include <csignal>
 
 #include "picture/SvgTimeline.h"
+#include "timeline/StepText.h"
 #include "emu/Engine.h"
 
 namespace ylmsim {
@@ -159,13 +160,13 @@ void Runner::perform(const Step& s) {
             if (!live) {
                 scripted.apply(s.daemon);
             }
-            printer.row("-", "**", "daemon", s.summary + liveOnly);
+            printer.row("-", "**", "daemon", describeStep(s) + liveOnly);
             break;
         case StepKind::ForkExec:
             for (const auto& f : s.forks) {
                 e.scriptedForkExec().setResult(f.command, f.output, f.rc);
             }
-            printer.row("-", "**", "forkexec", s.summary + liveOnly);
+            printer.row("-", "**", "forkexec", describeStep(s) + liveOnly);
             break;
         case StepKind::Engine:
             if (s.engine.chipsetType) {
@@ -177,7 +178,7 @@ void Runner::perform(const Step& s) {
             for (const auto& [iccid, name] : s.engine.operators) {
                 e.operators[iccid] = name;
             }
-            printer.row("-", "**", "engine", s.summary);
+            printer.row("-", "**", "engine", describeStep(s));
             break;
         default:
             indication(s);
@@ -188,7 +189,7 @@ void Runner::perform(const Step& s) {
 void Runner::indication(const Step& s) {
     VorTpxDsd* dsd = emu::Engine::instance().dsd(s.dsd);
     std::string op;
-    std::string details = s.summary;
+    std::string details = describeStep(s);
     // Each call gets its own copy of the record, as the engine hands over its own buffer.
     switch (s.kind) {
         case StepKind::StartMeasurement: {
@@ -250,7 +251,7 @@ void Runner::deliver(const Step& s) {
     const std::string to = n == 0   ? "no live registration"
                            : n == 1 ? "1 callback"
                                     : std::to_string(n) + " callbacks";
-    printer.row("-", "->", op, s.summary + " -> " + to);
+    printer.row("-", "->", op, describeStep(s) + " -> " + to);
 }
 
 void Runner::scanResultsReady(const std::string& why) {

@@ -103,7 +103,6 @@ struct Step {
     DaemonConfig daemon;
     std::vector<ForkRule> forks;
     EngineConfig engine;
-    std::string summary;  // what the timeline shows for this step
 };
 
 struct Scenario {
