@@ -13,25 +13,26 @@ cd "$(dirname "$0")/.."
 reps=${1:-5}
 cmake --preset default >/dev/null
 cmake --build --preset default --target ylm_bench ylm_soak >/dev/null
-out=$(build/default/bench/ylm_bench --benchmark_format=csv --benchmark_repetitions="$reps" \
+out=$(build/default/bench/ylm_bench --benchmark_format=json --benchmark_repetitions="$reps" \
       --benchmark_report_aggregates_only=true 2>/dev/null)
 echo "$out" | python3 -c '
-import csv, sys
+import json, sys
 rows, allocs = {}, {}
-for r in csv.DictReader(l for l in sys.stdin if l.count(",") > 3):
-    if r["name"].endswith("_median"):
-        rows[r["name"][:-len("_median")]] = float(r["cpu_time"])
-        if r.get("allocs_per_ap"):
-            allocs[r["name"][:-len("_median")]] = float(r["allocs_per_ap"])
+for b in json.load(sys.stdin)["benchmarks"]:
+    if b.get("aggregate_name") == "median":
+        rows[b["run_name"]] = float(b["cpu_time"])
+        if "allocs_per_ap" in b:
+            allocs[b["run_name"]] = float(b["allocs_per_ap"])
 for base in ("BM_ParseScanData", "BM_FilterAnySsid"):
     small, large = rows.get(base + "/4"), rows.get(base + "/256")
     if small and large:
         print(f"{base}: per-AP cost at 256 APs / at 4 APs = {(large / 256) / (small / 4):.2f}")
 for n in (4, 16, 45):
-    cb, scan = rows.get(f"BM_ScanReadyCallback/{n}"), rows.get(f"BM_MemchrPass/{n}")
+    key = f"BM_ScanReadyCallback/{n}"
+    cb, scan = rows.get(key), rows.get(f"BM_MemchrPass/{n}")
     if cb and scan:
         print(f"scan-ready callback at {n} APs / one memchr pass over its bytes = {cb / scan:.1f}"
-              f" ({allocs.get(f'BM_ScanReadyCallback/{n}', 0):.1f} heap allocations per AP)")
+              f" ({allocs.get(key, 0):.1f} heap allocations per AP)")
 small, large = rows.get("BM_ScanReadyCallback/4"), rows.get("BM_ScanReadyCallback/45")
 if small and large:
     print(f"scan-ready callback: per-AP cost at 45 APs / at 4 APs = {(large / 45) / (small / 4):.2f}")

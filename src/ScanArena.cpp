@@ -4,8 +4,10 @@
 #include <cstring>
 
 namespace {
-// Holds a table of a dozen access points with their keys; later blocks double.
+// Holds a table of a dozen access points with their keys; later blocks double up to a size that
+// the heap still serves from its pools (larger blocks would be mapped afresh for every scan).
 constexpr size_t kFirstBlock = 8192;
+constexpr size_t kLargestBlock = 32768;
 }  // namespace
 
 void* ScanArena::allocate(size_t size, size_t alignment) {
@@ -18,8 +20,9 @@ void* ScanArena::allocate(size_t size, size_t alignment) {
         }
     }
     // new[] hands out memory aligned for any fundamental type, the most any node asks for.
-    const size_t last = blocks.empty() ? kFirstBlock / 2 : blocks.back().size;
-    const size_t blockSize = 2 * last > size ? 2 * last : size;
+    const size_t grown = blocks.empty() ? kFirstBlock : 2 * blocks.back().size;
+    const size_t usual = grown < kLargestBlock ? grown : kLargestBlock;
+    const size_t blockSize = usual > size ? usual : size;
     blocks.push_back(
         {std::unique_ptr<unsigned char[]>(new unsigned char[blockSize]), blockSize, size});
     current = blocks.size() - 1;
