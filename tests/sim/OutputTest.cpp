@@ -43,9 +43,29 @@ TEST(DefaultScenario, TimelineMatchesTheExpectedOutput) {
     EXPECT_GT(lines(verbose.out).size(), lines(run.out).size());
 }
 
+// A log line as "[level module file] text": without the source line, which code motion moves
+// and compilers give differently for a call over several lines. The lines whose number is part of
+// the contract are held by the library's own tests.
+std::string withoutSourceLine(const std::string& line) {
+    const size_t close = line.find(']');
+    const size_t colon = line.rfind(':', close);
+    return close == std::string::npos || colon == std::string::npos
+               ? line
+               : line.substr(0, colon) + line.substr(close);
+}
+
+std::string logView(const std::string& text) {
+    std::string out;
+    for (const auto& line : lines(text)) {
+        out += withoutSourceLine(line) + "\n";
+    }
+    return out;
+}
+
 // What the engine sees of every scenario, the built-in one included: the DSD messages as JSON and
-// the library's log lines at level 0, byte for byte. The simulator's own notes share stderr with
-// the log lines but are not the engine's, so they are left out of the comparison.
+// the library's log lines at level 0, in order and byte for byte but for their source lines. The
+// simulator's own notes share stderr with the log lines but are not the engine's, so they are left
+// out.
 class EngineView : public testing::TestWithParam<std::string> {};
 
 TEST_P(EngineView, MessagesAndLogLinesMatchTheExpectedOutput) {
@@ -63,7 +83,8 @@ TEST_P(EngineView, MessagesAndLogLinesMatchTheExpectedOutput) {
         ASSERT_TRUE(line.rfind('[', 0) == 0 || json::parse(line).contains("note")) << line;
         logLines += line.rfind('[', 0) == 0 ? line + "\n" : "";
     }
-    EXPECT_EQ(logLines, simtest::readFile(kExpected + "/" + name + ".log")) << kRegenerate;
+    EXPECT_EQ(logView(logLines), logView(simtest::readFile(kExpected + "/" + name + ".log")))
+        << kRegenerate;
 }
 
 std::vector<std::string> scenarioNames() {
