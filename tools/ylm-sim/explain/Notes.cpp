@@ -350,10 +350,9 @@ void Explainer::bssReply(const std::string& cmd, const std::string& text) {
         const std::string element =
             ssid ? "SSID element" : "element " + std::to_string(walk.empty.id);
         const std::string where =
-            walk.empty.offset == 0
+            walk.empty.at == 0
                 ? " begin with " + std::string(ssid ? "an " : "a ") + element + " of length 0"
-                : " hold " + element + " with length 0 at octet " +
-                      std::to_string(walk.empty.offset);
+                : " hold " + element + " with length 0 at octet " + std::to_string(walk.empty.at);
         pending.push_back(
             {cmd, "the elements of " + bssidText(cmd.substr(4)) + where +
                       (ssid ? " (hidden network)" : "") + ", which ends the element walk: the " +

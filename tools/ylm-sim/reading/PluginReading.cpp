@@ -5,7 +5,6 @@
 
 #include "RawMeasurement.h"
 #include "VorMsg.h"
-#include "WifiInformationElementParser.h"
 #include "WifiParser.h"
 #include "WifiScanResult.h"
 
@@ -35,10 +34,6 @@ BssidInfo infoOf(const ScanRecord& r) {
     info.level = r.level;
     info.ssid = r.ssid;
     return info;
-}
-
-Element elementOf(const Ie::Tlv& t) {
-    return {t.id, t.length, t.at};
 }
 
 // Each element of every walk over the text, the walk going on past the elements with an empty
@@ -134,18 +129,12 @@ std::vector<std::string> replyValues(const std::string& reply, const std::string
 ElementWalk walkElements(const std::string& hex) {
     const Detached quiet;
     Ie parser;
-    Ie::Walk walk = parser.walk(hex.c_str());
-    ElementWalk out;
-    for (const auto& t : walk.elements) {
-        out.read.push_back(elementOf(t));
-    }
-    out.endedByEmpty = walk.endedByEmpty;
-    out.empty = elementOf(walk.empty);
+    const Ie::Walk walk = parser.walk(hex.c_str());
+    ElementWalk out{walk.endedByEmpty, walk.empty, {}};
     if (walk.endedByEmpty) {
-        // Walks that go on past each empty element find what the plug-in never reads.
         everyWalk(parser, hex.c_str(), [&out](const Ie::Tlv& t) {
-            if (t.at > out.empty.offset) {
-                out.unread.push_back(elementOf(t));
+            if (t.at > out.empty.at) {
+                out.unread.push_back(t);
             }
         });
     }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "MeasurementRequestReport.h"
+#include "WifiInformationElementParser.h"
 #include "dsd_wifi_v01.h"
 
 namespace ylmsim::reading {
@@ -49,19 +50,12 @@ Groups reportGroups(const std::vector<ScanRecord>& records,
 // The values of every occurrence of key in a key=value reply.
 std::vector<std::string> replyValues(const std::string& reply, const std::string& key);
 
-// One information element; offset counts octets from the start of the elements.
-struct Element {
-    unsigned id = 0;
-    size_t length = 0;
-    size_t offset = 0;
-};
-// The element walk over a hex "ie" text: what it read, whether an element with an empty body
-// ended it, and what walks past each such element would have found.
+// Where the element walk over a hex "ie" text stopped: whether an element with an empty body ended
+// it (which, and where), and what walks going on past each such element would have read.
 struct ElementWalk {
-    std::vector<Element> read;
     bool endedByEmpty = false;
-    Element empty;
-    std::vector<Element> unread;
+    WifiInformationElementParser::Tlv empty;
+    std::vector<WifiInformationElementParser::Tlv> unread;
 };
 ElementWalk walkElements(const std::string& hex);
 

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 namespace ylmsim::records {
@@ -48,7 +49,7 @@ void bssidEntry(const Field& f, dsd_wifi_ident_bssid_type_v01& out) {
             b, "expected a MAC address like 02:00:00:00:03:00, got \"" + b.node.scalar() + "\"");
     }
     if (auto ch = m.opt("channel_list")) {
-        const auto items = fields::listOf(*ch, 16);
+        const auto items = fields::listOf(*ch, std::size(out.channel_list));
         out.channel_list_len = static_cast<uint32_t>(items.size());
         for (size_t i = 0; i < items.size(); ++i) {
             out.channel_list[i] = static_cast<uint16_t>(fields::integer(items[i], 0, 65535));
@@ -60,7 +61,7 @@ void ssidEntry(const Field& f, dsd_wifi_ident_ssid_type_v01& out) {
     const MapReader m(f, {"ssid", "any", "connected", "bssid_list"});
     const std::string which = m.oneOf({"ssid", "any", "connected"});
     if (which == "ssid") {
-        const std::string s = fields::text(m.need("ssid"), 32);
+        const std::string s = fields::text(m.need("ssid"), sizeof out.ssid - 1);
         std::memcpy(out.ssid, s.data(), s.size());
     } else {
         const Field flag = m.need(which.c_str());
@@ -68,11 +69,11 @@ void ssidEntry(const Field& f, dsd_wifi_ident_ssid_type_v01& out) {
             fields::fail(flag, which + ": false selects nothing; give ssid instead");
         }
         if (which == "any") {
-            std::memset(out.ssid, 0xff, 32);
+            std::memset(out.ssid, 0xff, sizeof out.ssid - 1);  // the modem's "any SSID"
         }
     }
     if (auto list = m.opt("bssid_list")) {
-        const auto items = fields::listOf(*list, 16);
+        const auto items = fields::listOf(*list, std::size(out.bssid_list));
         out.bssid_list_len = static_cast<uint32_t>(items.size());
         for (size_t i = 0; i < items.size(); ++i) {
             bssidEntry(items[i], out.bssid_list[i]);
@@ -160,7 +161,7 @@ FromClient<dsd_start_wifi_meas_ind_msg_v01> startMeasurement(const Field& f) {
         ind.alpha = static_cast<float>(a);
     }
     if (auto list = m.opt("ssid_list")) {
-        const auto items = fields::listOf(*list, 8);
+        const auto items = fields::listOf(*list, std::size(ind.ssid_list));
         ind.ssid_list_valid = 1;
         ind.ssid_list_len = static_cast<uint32_t>(items.size());
         for (size_t i = 0; i < items.size(); ++i) {

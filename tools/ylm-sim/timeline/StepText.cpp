@@ -62,10 +62,11 @@ std::string firstLineOf(const std::string& reply) {
 }
 
 std::string ssidEntry(const dsd_wifi_ident_ssid_type_v01& e) {
-    std::string out = allBytes(e.ssid, 32, 0xff) ? "any"
-                      : allBytes(e.ssid, 32, 0)
+    constexpr size_t kText = sizeof e.ssid - 1;
+    std::string out = allBytes(e.ssid, kText, 0xff) ? "any"
+                      : allBytes(e.ssid, kText, 0)
                           ? "connected"
-                          : "\"" + std::string(e.ssid, strnlen(e.ssid, 32)) + "\"";
+                          : "\"" + std::string(e.ssid, strnlen(e.ssid, kText)) + "\"";
     if (e.bssid_list_len == 0) {
         return out;
     }
