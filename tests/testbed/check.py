@@ -1,10 +1,13 @@
 #!/usr/bin/env python3
 """Judges the testbed's scenario runs: the plug-in's DSD messages (ylm-sim --json, one object per
 line) against what the real daemons replied in the same VM (truth/<scenario>-*.txt, captured right
-after each scenario, before any other scan could change the station's view). Usage: check.py OUT_DIR. Prints one line per scenario and a closing
-"N passed, M failed"; on a failure it shows the DSD messages and the daemon logs."""
+after each scenario, before any other scan could change the station's view), and the run's
+recording (ylm-sim --record) played back on this machine against the live messages.
+Usage: check.py OUT_DIR YLM_SIM. Prints one line per scenario and a closing "N passed, M failed";
+on a failure it shows the DSD messages and the daemon logs."""
 import json
 import os
+import subprocess
 import sys
 
 BAND_24 = (2412, 2484)
@@ -213,6 +216,22 @@ def check_default_profile(msgs, truth, res):
         res.equal(p2p[field], want, "P2P " + field)
 
 
+def check_playback(sim, base, msgs, res):
+    """The recording of the live run, played back scripted here, sends the same messages."""
+    recording = base + ".recorded.yaml"
+    if not res.expect(os.path.exists(recording), "no recording " + recording):
+        return
+    run = subprocess.run([sim, recording, "--json"], capture_output=True, text=True,
+                         timeout=120, check=False)
+    if not res.equal(run.returncode, 0, "playback exit status (%s)" % run.stderr.strip()[-300:]):
+        return
+    played = [json.loads(line) for line in run.stdout.splitlines() if line.strip()]
+    res.equal(len(played), len(msgs), "messages of the playback")
+    for i, (live, again) in enumerate(zip(msgs, played)):
+        if not res.equal(again, live, "playback message %d" % i):
+            break
+
+
 TRUTH_SHOWN = [
     ("sta-status", "wpa_cli -i wlan0 status"),
     ("sta-signal-poll", "wpa_cli -i wlan0 signal_poll"),
@@ -241,7 +260,7 @@ def show(title, path, tail=None):
         print("  " + line)
 
 
-def run(out):
+def run(out, sim):
     sdir = os.path.join(out, "scenarios")
     names = sorted(f[:-6] for f in os.listdir(sdir) if f.endswith(".jsonl"))
     passed = failed = 0
@@ -257,7 +276,9 @@ def run(out):
             check = CHECKS.get(name)
             if res.expect(check is not None, "no check for scenario " + name):
                 check(msgs, truth, res)
-        except (OSError, ValueError, KeyError, IndexError, TypeError) as e:
+            check_playback(sim, base, msgs, res)
+        except (OSError, ValueError, KeyError, IndexError, TypeError,
+                subprocess.SubprocessError) as e:
             res.problems.append("cannot judge: %s: %s" % (type(e).__name__, e))
         if not res.problems:
             passed += 1
@@ -268,6 +289,7 @@ def run(out):
         for p in res.problems:
             print("  - " + p)
         show("the plug-in's DSD messages", base + ".jsonl")
+        show("the run's recording", base + ".recorded.yaml", 120)
         show("ylm-sim stderr (last 80 lines)", base + ".stderr", 80)
         for log in ("wpa_supplicant-wlan0.log", "hostapd-softap.log", "hostapd.log"):
             show("daemon log " + log, os.path.join(out, "logs", log), 60)
@@ -281,4 +303,4 @@ def run(out):
 
 
 if __name__ == "__main__":
-    sys.exit(0 if run(sys.argv[1]) else 1)
+    sys.exit(0 if run(sys.argv[1], sys.argv[2]) else 1)

@@ -236,7 +236,7 @@ main() {
   if [ "$capture" -eq 1 ]; then
     python3 "$here/compare-captures.py" "$fixtures" "$work/share/out/fixtures" || rc=$?
   elif [ "$probe" -eq 0 ]; then
-    python3 "$here/check.py" "$work/share/out" || rc=$?
+    python3 "$here/check.py" "$work/share/out" "$sim" || rc=$?
   else
     say "probe: the replies are in $work/share/out/truth"
   fi

@@ -163,9 +163,11 @@ run_scenarios() {
     [ -e "$yaml" ] || continue
     name=$(basename "$yaml" .yaml)
     log "scenario $name: start"
+    # --record keeps what the run met; the host plays it back and must get the same messages.
     LD_LIBRARY_PATH=/opt/ylm timeout 180 /opt/ylm/ylm-sim "$yaml" --json --live --log-level 1 \
       --lib /opt/ylm/libylm.so --ctrl-dir /var/run/wpa_supplicant --iface wlan0 \
-      --p2p-iface p2p-wlan0-0 >"$OUT/scenarios/$name.jsonl" 2>"$OUT/scenarios/$name.stderr"
+      --p2p-iface p2p-wlan0-0 --record "$OUT/scenarios/$name.recorded.yaml" \
+      >"$OUT/scenarios/$name.jsonl" 2>"$OUT/scenarios/$name.stderr"
     rc=$?
     echo "$rc" >"$OUT/scenarios/$name.rc"
     log "scenario $name: exit $rc, $(wc -l <"$OUT/scenarios/$name.jsonl") DSD messages"

@@ -16,6 +16,7 @@ namespace {
 constexpr const char* kUsage =
     "usage: ylm-sim [SCENARIO.yaml] [--json] [--hex] [--log-level N] [--svg FILE] [--lib PATH]\n"
     "               [--live] [--ctrl-dir DIR] [--iface IFACE] [--p2p-iface IFACE]\n"
+    "               [--record FILE]\n"
     "  SCENARIO.yaml   scenario to play (default: the built-in scenario)\n"
     "  --json          one JSON object per DSD message on stdout, nothing else\n"
     "  --hex           add the raw bytes of each message\n"
@@ -25,7 +26,8 @@ constexpr const char* kUsage =
     "  --live          use this machine's wpa_supplicant and a real clock\n"
     "  --ctrl-dir DIR  wpa_supplicant control directory (default /var/run/wpa_supplicant)\n"
     "  --iface IFACE   station interface (default wlan0)\n"
-    "  --p2p-iface IFACE  P2P interface (default p2p-dev-wlan0)\n";
+    "  --p2p-iface IFACE  P2P interface (default p2p-dev-wlan0)\n"
+    "  --record FILE   keep the run as a scenario that plays back scripted to the same messages\n";
 
 bool readable(const std::string& path) {
     return ::access(path.c_str(), R_OK) == 0;
@@ -104,11 +106,12 @@ int main(int argc, char** argv) {
                 return usageError("--log-level needs a level number (0 to 4)");
             }
         } else if (arg == "--lib" || arg == "--ctrl-dir" || arg == "--iface" ||
-                   arg == "--p2p-iface" || arg == "--svg") {
+                   arg == "--p2p-iface" || arg == "--svg" || arg == "--record") {
             std::string& target = arg == "--lib"        ? opts.library
                                   : arg == "--ctrl-dir" ? opts.liveOptions.ctrlDir
                                   : arg == "--iface"    ? opts.liveOptions.iface
                                   : arg == "--svg"      ? opts.svgPath
+                                  : arg == "--record"   ? opts.recordPath
                                                         : opts.liveOptions.p2pIface;
             if (!takeValue(target) || target.empty()) {
                 return usageError(arg + " needs a value");

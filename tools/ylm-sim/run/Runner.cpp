@@ -55,14 +55,17 @@ bool Runner::setUp() {
             std::fprintf(err, "ylm-sim: %s\n", error.c_str());
             return false;
         }
-        explained.wrap(live.get());
+        explained.wrap(recorder ? recorder->supplicant(live.get()) : live.get());
         e.setForkExecBackend(&liveFork);
     } else {
         scripted.apply(sc.daemon);
-        explained.wrap(&scripted);
+        explained.wrap(recorder ? recorder->supplicant(&scripted) : &scripted);
         for (const auto& f : sc.forks) {
             e.scriptedForkExec().setResult(f.command, f.output, f.rc);
         }
+    }
+    if (recorder) {
+        e.setForkExecBackend(recorder->forkExec(&e.forkExecBackend()));
     }
     e.setSupplicantBackend(&explained);
     e.onDsd = [this](const emu::DsdMessage& m) { explainer.message(m); };
@@ -92,6 +95,9 @@ int Runner::run() {
                                              opts.liveOptions.p2pIface + "), real clock in seconds"
                                        : "scripted daemons, virtual clock in seconds";
     printer.header(sc, mode);
+    if (!opts.recordPath.empty()) {
+        recorder = std::make_unique<Recorder>(sc, opts.live ? "live, " + mode : mode);
+    }
     if (opts.live) {
         struct sigaction sa {};
         sa.sa_handler = onSignal;
@@ -108,6 +114,12 @@ int Runner::run() {
         perform(step);
         printer.flush();
         showNotices();
+        if (recorder) {
+            recorder->step(step);
+        }
+        if (opts.afterStep && !opts.afterStep(step, started)) {
+            return 3;
+        }
     }
     if (live) {
         live->finish();
@@ -115,6 +127,10 @@ int Runner::run() {
     }
     printer.summary(scripted.unanswered(), sc.dsdCount, opts.live);
     std::string error;
+    if (recorder && !recorder->write(opts.recordPath, error)) {
+        std::fprintf(err, "ylm-sim: --record: %s\n", error.c_str());
+        return 1;
+    }
     if (!opts.svgPath.empty() &&
         !writeRunPicture(opts.svgPath, {sc.name.empty() ? sc.file : sc.name, mode}, polls,
                          sc.dsdCount, error)) {
@@ -197,6 +213,7 @@ void Runner::indication(const Step& s) {
             op = "startWifiMeasurement";
             const size_t timersBefore = emu::Engine::instance().timers.size();
             const bool ok = plugin.startWifiMeasurement(dsd, ind);
+            started = ok;
             if (ok) {
                 explainer.started(dsd, s.start);
             }
@@ -257,6 +274,9 @@ void Runner::deliver(const Step& s) {
 void Runner::scanResultsReady(const std::string& why) {
     emu::Engine& e = emu::Engine::instance();
     const bool registered = e.scanReadyCb != nullptr;
+    if (recorder) {
+        recorder->scanReady();
+    }
     e.fireScanReady();
     printer.row("-", "->", "scanResultsReady",
                 why + (registered ? "" : " (no callback registered)"));

@@ -2,12 +2,14 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 
 #include "explain/Notes.h"
 #include "live/Live.h"
 #include "picture/SignalPollTap.h"
+#include "record/Recorder.h"
 #include "run/Plugin.h"
 #include "run/SimSupplicant.h"
 #include "scenario/Scenario.h"
@@ -20,7 +22,10 @@ struct RunOptions {
     bool live = false;
     LiveOptions liveOptions;
     OutputOptions output;
-    std::string svgPath;  // where the picture of the run goes; empty: none
+    std::string svgPath;     // where the picture of the run goes; empty: none
+    std::string recordPath;  // where the run is kept as a scenario (--record); empty: not kept
+    // Called after each step with whether a start was accepted; false stops the run (--check).
+    std::function<bool(const Step&, bool started)> afterStep;
 };
 
 class Runner {
@@ -54,7 +59,9 @@ class Runner {
     std::unique_ptr<LiveSupplicant> live;
     LiveForkExec liveFork;
     Plugin plugin;
-    int64_t cursor = 0;  // the scenario's time
+    std::unique_ptr<Recorder> recorder;
+    bool started = false;  // the last start indication was accepted
+    int64_t cursor = 0;    // the scenario's time
     double startTime = 0;
     bool interrupted = false;
 };

@@ -16,11 +16,6 @@ using fields::MapReader;
 
 constexpr size_t kMaxDsdClients = 16;
 
-size_t dsdIndex(const MapReader& m) {
-    auto f = m.opt("dsd");
-    return f ? static_cast<size_t>(fields::integer(*f, 0, kMaxDsdClients - 1)) : 0;
-}
-
 bool parseMac(const std::string& s, uint8_t (&out)[6]) {
     if (s.size() != 17) {
         return false;
@@ -104,16 +99,6 @@ uint8_t byteOrBool(const Field& f) {
     return static_cast<uint8_t>(fields::integer(f, 0, 255));
 }
 
-std::optional<std::string> registrationName(const MapReader& m, bool required) {
-    if (auto n = m.opt("name")) {
-        return fields::text(*n, 64);
-    }
-    if (required) {
-        m.need("name");
-    }
-    return std::nullopt;
-}
-
 int32_t netType(const Field& f) {
     const std::string v = fields::scalar(f, "a network type");
     if (v == "station") {
@@ -132,6 +117,21 @@ int32_t netType(const Field& f) {
 }
 
 }  // namespace
+
+size_t dsdIndex(const MapReader& m) {
+    auto f = m.opt("dsd");
+    return f ? static_cast<size_t>(fields::integer(*f, 0, kMaxDsdClients - 1)) : 0;
+}
+
+std::optional<std::string> registrationName(const MapReader& m, bool required) {
+    if (auto n = m.opt("name")) {
+        return fields::text(*n, 64);
+    }
+    if (required) {
+        m.need("name");
+    }
+    return std::nullopt;
+}
 
 FromClient<dsd_start_wifi_meas_ind_msg_v01> startMeasurement(const Field& f) {
     const MapReader m(f, {"dsd", "meas_id", "meas_param_mask", "ssid_list", "sampling_interval",

@@ -25,6 +25,8 @@ FromClient<dsd_wqe_profile_init_ind_msg_v01> profileInit(const fields::Field& f)
 FromClient<dsd_wqe_profile_type_ind_msg_v01> profileMask(const fields::Field& f);
 // The client of an indication without a record of its own (default_profile, stop_all).
 size_t client(const fields::Field& f);
+// The dsd field of a map (0 when not given).
+size_t dsdIndex(const fields::MapReader& m);
 
 // A record of the quality service and the registration (by name; none: the unnamed one) it goes
 // to.
@@ -33,6 +35,8 @@ struct ForRegistration {
     CasWlanNetConfigType record{};
 };
 ForRegistration casVerdict(const fields::Field& f);
+// The name field of a map: required, or none for the unnamed registration.
+std::optional<std::string> registrationName(const fields::MapReader& m, bool required);
 ForRegistration netConfig(const fields::Field& f);
 
 // The bit of profile p (4 to 42) in a profile type mask: 36-42 on bits 3-9, 4-35 on bits 32-63.

@@ -6,6 +6,7 @@
 #include <limits>
 #include <sstream>
 
+#include "record/ScenarioText.h"
 #include "scenario/Fields.h"
 #include "scenario/Records.h"
 #include "scenario/Yaml.h"
@@ -48,13 +49,47 @@ struct Loader {
         return d;
     }
 
-    // A text reply: inline text, {file: path} or {fail: true}.
+    // Bytes given as hex digits (a reply or a record that is no text).
+    static std::string bytesOfHex(const Field& f) {
+        std::string bytes;
+        if (!hexBytes(fields::text(f, 1 << 20), bytes)) {
+            fields::fail(f, "expected an even number of hex digits");
+        }
+        return bytes;
+    }
+
+    static bool givesHex(const yaml::Node& node) {
+        for (const auto& entry : node) {
+            if (entry.first.isScalar() && entry.first.scalar() == "hex") {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    // A record given as its bytes, {dsd or name, hex}: what the fields cannot express.
+    void rawRecord(const Field& f, Step& s) {
+        const MapReader m(f, {"dsd", "name", "hex"});
+        s.dsd = client(records::dsdIndex(m));
+        const auto name = records::registrationName(m, false);
+        s.nameNull = !name.has_value();
+        s.text = name.value_or("");
+        std::string why;
+        if (!readRawRecord(s, fields::text(m.need("hex"), 1 << 16), why)) {
+            fields::fail(m.need("hex"), why);
+        }
+    }
+
+    // A text reply: inline text, {file: path}, {hex: digits} or {fail: true}.
     Reply reply(const Field& f) const {
         if (f.node.isScalar()) {
             return {false, f.node.scalar()};
         }
-        MapReader m(f, {"file", "fail"});
-        const std::string which = m.oneOf({"file", "fail"});
+        MapReader m(f, {"file", "fail", "hex"});
+        const std::string which = m.oneOf({"file", "fail", "hex"});
+        if (which == "hex") {
+            return {false, bytesOfHex(m.need("hex"))};
+        }
         if (which == "fail") {
             if (!fields::boolean(m.need("fail"))) {
                 fields::fail(m.need("fail"), "fail: false is no reply; give a text or file");
@@ -288,7 +323,11 @@ struct Loader {
                 Step s;
                 s.line = keyField.line;
                 s.kind = a.kind;
-                (this->*a.parse)(value, s);
+                if (givesHex(value.node)) {
+                    rawRecord(value, s);
+                } else {
+                    (this->*a.parse)(value, s);
+                }
                 return s;
             }
         }
