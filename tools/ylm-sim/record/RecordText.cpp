@@ -14,7 +14,6 @@ namespace {
 
 using yamltext::Fields;
 using yamltext::hexOf;
-using yamltext::oneLine;
 
 std::string recordBytes(const Step& s) {
     const auto r = recordOf(const_cast<Step&>(s));
@@ -280,7 +279,7 @@ std::pair<uint8_t*, size_t> recordOf(Step& s) {
 
 std::string recordStep(const Step& s) {
     bool ok = true;
-    const std::string fields = fieldsOf(s, ok);
+    std::string fields = fieldsOf(s, ok);
     if (ok) {
         try {
             const Scenario back = loadScenarioText("steps:\n  - " + fields + "\n", "<check>", "");

@@ -95,7 +95,7 @@ class Document {
                      "  # a command that is no UTF-8 text is left out: " + hexOf(r.command));
                 continue;
             }
-            line(indent + "  - command: " + cmd);
+            line(std::string(indent).append("  - command: ").append(cmd));
             if (r.type == 1) {
                 line(indent + "    iface: p2p");
             }
@@ -116,7 +116,7 @@ class Document {
             if (!oneLine(r.command, cmd)) {
                 continue;
             }
-            line(indent + "- command: " + cmd);
+            line(std::string(indent).append("- command: ").append(cmd));
             line(indent + "  output: " + shared(r.output, indent + "    "));
             line(indent + "  rc: " + std::to_string(r.rc));
         }

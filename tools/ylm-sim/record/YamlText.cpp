@@ -162,11 +162,11 @@ std::string hexOf(const std::string& bytes) {
 std::string textValue(const std::string& bytes, const std::string& indent) {
     std::vector<uint32_t> cps;
     if (codePoints(bytes, cps)) {
-        const std::string block = literalBlock(bytes, cps, indent);
+        std::string block = literalBlock(bytes, cps, indent);
         if (!block.empty() && readsBack(block, bytes)) {
             return block;
         }
-        const std::string quoted = doubleQuoted(cps, indent, true);
+        std::string quoted = doubleQuoted(cps, indent, true);
         if (readsBack(quoted, bytes)) {
             return quoted;
         }
