@@ -79,8 +79,8 @@ void takeOver(Container& target, Container& source) {
 }  // namespace
 
 WifiScanResult::WifiScanResult()
-    : arena(new ScanArena()),
-      scratch(new ScanArena()),
+    : arena(std::make_unique<ScanArena>()),
+      scratch(std::make_unique<ScanArena>()),
       byFreqBssidSsid(Store::allocator_type(arena.get())),
       byBssid(Store::allocator_type(arena.get())),
       byFreqOrBand(Store::allocator_type(arena.get())),
