@@ -13,7 +13,9 @@ constexpr size_t kLargestBlock = 32768;
 void* ScanArena::allocate(size_t size, size_t alignment) {
     for (; current < blocks.size(); ++current) {
         Block& b = blocks[current];
-        const size_t start = (b.used + alignment - 1) / alignment * alignment;
+        // Alignments are powers of two; a mask rounds up without a division, which 32-bit ARM
+        // would call a runtime helper for.
+        const size_t start = (b.used + alignment - 1) & ~(alignment - 1);
         if (start + size <= b.size) {
             b.used = start + size;
             return b.bytes.get() + start;
