@@ -5,8 +5,8 @@
 #include <memory>
 #include <thread>
 
-#include "Live.h"
 #include "SimSupport.h"
+#include "live/Live.h"
 
 namespace {
 

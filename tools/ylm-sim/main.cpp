@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "Runner.h"
-#include "Scenario.h"
+#include "run/Runner.h"
+#include "scenario/Scenario.h"
 
 namespace {
 
