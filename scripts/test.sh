@@ -3,7 +3,8 @@
 #   0. the size of the tests against the code (scripts/test-size.sh, fails above 35 %);
 #   1. host build (gcc) and its tests (unit, end-to-end, load, simulator, symbol/ABI checks),
 #      then clang-format and clang-tidy over the sources;
-#   2. the same suite built with clang and ASan+UBSan (any finding fails);
+#   2. the same suite built with clang and ASan+UBSan (any finding fails), then a chaos run of a
+#      fixed seed (ylm-sim --chaos) under the sanitizers: every invariant after every step;
 #   3. a clang build against libc++, the handset's C++ runtime: unit, end-to-end, load and
 #      simulator tests, and the symbol check against abi/symbols-libcxx.txt;
 #   4. the platform build: the library and the engine emulator with the handset platform's module
@@ -13,7 +14,8 @@
 #   6. armv7 and arm64 builds (with the platform's module flags), their tests under qemu-user,
 #      symbol and ABI checks;
 #   7. the real-radio testbed (qemu VM with simulated radios and real daemons).
-# Stages can be skipped locally with YLM_SKIP="libcxx platform cross testbed" (CI skips nothing).
+# Stages can be skipped locally with YLM_SKIP="libcxx platform cross testbed chaos" (CI skips
+# nothing).
 #
 # Every stage runs in a fresh clone of this checkout in an empty temporary directory (with the
 # checkout's uncommitted changes copied over), so a file the suite needs but the repository does
@@ -99,6 +101,15 @@ fi
 if ! skipped asan; then
     if run_stage "asan build" bash -c 'cmake --preset asan >/dev/null && cmake --build --preset asan'; then
         run_ctest "asan tests" --preset asan
+        if ! skipped chaos; then
+            # A couple of minutes of engine traffic; a failure leaves its scenario in build/asan/chaos.
+            mkdir -p build/asan/chaos
+            run_stage "chaos (seed 20240917, 100000 steps, ASan+UBSan)" env \
+                UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
+                ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+                build/asan/tools/ylm-sim --chaos 20240917 --steps 100000 --out build/asan/chaos &&
+                passed=$((passed + 1))
+        fi
     fi
 fi
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "chaos/Driver.h"
 #include "run/Runner.h"
 #include "scenario/Scenario.h"
 
@@ -16,7 +17,8 @@ namespace {
 constexpr const char* kUsage =
     "usage: ylm-sim [SCENARIO.yaml] [--json] [--hex] [--log-level N] [--svg FILE] [--lib PATH]\n"
     "               [--live] [--ctrl-dir DIR] [--iface IFACE] [--p2p-iface IFACE]\n"
-    "               [--record FILE] [--reply-log FILE]\n"
+    "               [--record FILE] [--reply-log FILE] [--check]\n"
+    "       ylm-sim --chaos SEED [--steps N] [--out DIR] [--lib PATH] [...] (docs/sim.md)\n"
     "  SCENARIO.yaml   scenario to play (default: the built-in scenario)\n"
     "  --json          one JSON object per DSD message on stdout, nothing else\n"
     "  --hex           add the raw bytes of each message\n"
@@ -28,7 +30,8 @@ constexpr const char* kUsage =
     "  --iface IFACE   station interface (default wlan0)\n"
     "  --p2p-iface IFACE  P2P interface (default p2p-dev-wlan0)\n"
     "  --record FILE   keep the run as a scenario that plays back scripted to the same messages\n"
-    "  --reply-log FILE   also write every daemon reply the plug-in got, as JSON lines\n";
+    "  --reply-log FILE   also write every daemon reply the plug-in got, as JSON lines\n"
+    "  --check         check the plug-in's invariants after every step; exit 3 when one breaks\n";
 
 bool readable(const std::string& path) {
     return ::access(path.c_str(), R_OK) == 0;
@@ -66,6 +69,10 @@ int main(int argc, char** argv) {
     ylmsim::RunOptions opts;
     std::string scenarioPath;
     const std::vector<std::string> args(argv + 1, argv + argc);
+    if (!args.empty() && args[0] == "--chaos") {
+        return ylmsim::chaos::chaosMain(args, defaultLibrary());
+    }
+    bool check = false;
     for (size_t i = 0; i < args.size(); ++i) {
         std::string arg = args[i];
         std::string value;
@@ -90,13 +97,14 @@ int main(int argc, char** argv) {
             std::printf("%s", kUsage);
             return 0;
         }
-        if (arg == "--json" || arg == "--hex" || arg == "--live") {
+        if (arg == "--json" || arg == "--hex" || arg == "--live" || arg == "--check") {
             if (inlineValue) {
                 return usageError(arg + " takes no value");
             }
-            (arg == "--json"  ? opts.output.json
-             : arg == "--hex" ? opts.output.hex
-                              : opts.live) = true;
+            (arg == "--json"    ? opts.output.json
+             : arg == "--hex"   ? opts.output.hex
+             : arg == "--check" ? check
+                                : opts.live) = true;
         } else if (arg == "--log-level") {
             std::string level;
             char* end = nullptr;
@@ -131,6 +139,12 @@ int main(int argc, char** argv) {
     }
     if (opts.library.empty()) {
         opts.library = defaultLibrary();
+    }
+    if (check && opts.live) {
+        return usageError("--check plays scripted scenarios only");
+    }
+    if (check) {
+        ylmsim::chaos::checkEveryStep(opts);
     }
     ylmsim::Scenario scenario;
     try {

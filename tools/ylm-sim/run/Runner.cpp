@@ -105,7 +105,7 @@ int Runner::run() {
                                        : "scripted daemons, virtual clock in seconds";
     printer.header(sc, mode);
     if (!opts.recordPath.empty()) {
-        recorder = std::make_unique<Recorder>(sc, opts.live ? "live, " + mode : mode);
+        recorder = std::make_unique<Recorder>(sc, mode);
     }
     if (opts.live) {
         struct sigaction sa {};

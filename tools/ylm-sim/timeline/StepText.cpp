@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <sstream>
 
 #include "scenario/Records.h"
@@ -71,10 +72,13 @@ std::string ssidEntry(const dsd_wifi_ident_ssid_type_v01& e) {
         return out;
     }
     out += "{";
-    for (uint32_t i = 0; i < e.bssid_list_len; ++i) {
+    // A length beyond its list's room is the modem's to send and the plug-in's to refuse; the
+    // timeline shows what the record holds.
+    for (size_t i = 0; i < std::min<size_t>(e.bssid_list_len, std::size(e.bssid_list)); ++i) {
         const auto& b = e.bssid_list[i];
         out += (i != 0 ? "; " : "") + macText(b.bssid);
-        for (uint32_t k = 0; k < b.channel_list_len; ++k) {
+        for (size_t k = 0; k < std::min<size_t>(b.channel_list_len, std::size(b.channel_list));
+             ++k) {
             out += (k == 0 ? " ch " : ",") + std::to_string(b.channel_list[k]);
         }
     }
@@ -97,7 +101,7 @@ std::string startMeasurement(const dsd_start_wifi_meas_ind_msg_v01& ind) {
     }
     if (ind.ssid_list_valid != 0) {
         out += " ssid_list=[";
-        for (uint32_t i = 0; i < ind.ssid_list_len; ++i) {
+        for (size_t i = 0; i < std::min<size_t>(ind.ssid_list_len, std::size(ind.ssid_list)); ++i) {
             out += (i != 0 ? ", " : "") + ssidEntry(ind.ssid_list[i]);
         }
         out += "]";
@@ -115,7 +119,7 @@ std::string profileInit(const dsd_wqe_profile_init_ind_msg_v01& ind) {
     }
     if (ind.iccid_valid != 0) {
         out += " iccid=";
-        for (uint32_t i = 0; i < ind.iccid_len; ++i) {
+        for (size_t i = 0; i < std::min<size_t>(ind.iccid_len, std::size(ind.iccid)); ++i) {
             char octet[3];
             std::snprintf(octet, sizeof octet, "%02x", ind.iccid[i]);
             out += octet;
