@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "WifiStatus.h"
 
@@ -19,11 +20,12 @@ struct MeasurementRequestReport {
     std::map<std::string, std::set<uint16_t>> bssidChannels;
 };
 
-// One scanned access point.
+// One scanned access point. Its texts are held by the scan's store (WifiScanResult), which keeps
+// a zero byte after each, so that C functions can read them; a copy is valid while the store is.
 struct BssidInfo {
-    std::string ssid;
-    std::string bssid;
-    std::string frequency;
+    std::string_view ssid;
+    std::string_view bssid;
+    std::string_view frequency;
     int16_t level = 0;
     uint8_t isBssLoadValid = 0;
     BssLoad bssLoad;

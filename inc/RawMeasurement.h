@@ -30,6 +30,24 @@ class WifiMeasurementRequest::RawMeasurement : public MeasurementStrategy {
     void parseMeasurementRequestTpxMessage();
     bool isAnySsid(dsd_wifi_ident_ssid_type_v01& entry);
 
+    // What a start indication asks of the scans: a filter per SSID entry, and the BSSID and
+    // channel filter texts the scan is restricted by (the last entry's). Logs as it decodes.
+    struct ScanRequest {
+        std::list<MeasurementRequestReport> reports;
+        std::string bssidFilter;
+        std::string channelFilter;
+    };
+    static ScanRequest decodeScanRequest(const dsd_start_wifi_meas_ind_msg_v01& ind);
+    // Scan mode, unless the first SSID entry is all zero: the associated access point.
+    static bool asksForScans(const dsd_start_wifi_meas_ind_msg_v01& ind);
+    // The weight of the history in the smoothing: the request's alpha when it is given strictly
+    // between 0 and 1, else 0.5.
+    static float historyWeight(const dsd_start_wifi_meas_ind_msg_v01& ind);
+    // The smoothed RSSI after a sample, from the average before it (none before the first sample).
+    static int16_t foldedRssi(float alpha, bool firstSampleSeen, int16_t average, int16_t sample);
+    // Fills a zeroed record with one scanned access point, as a scan report carries it.
+    static void fillScanRecord(dsd_wifi_bssid_meas_type_v01& record, const BssidInfo& info);
+
     void getMeasurementData();
     void computeAvgRSSI(int16_t sample);
 
@@ -53,6 +71,7 @@ class WifiMeasurementRequest::RawMeasurement : public MeasurementStrategy {
     void setReportSeqForTest(uint32_t seq) { reportSeq = seq; }
 
   private:
+    static constexpr float kDefaultAlpha = 0.5F;
     void traceRequestList();
 
     VorTpxDsd& dsd;
@@ -67,7 +86,7 @@ class WifiMeasurementRequest::RawMeasurement : public MeasurementStrategy {
     int16_t avgRssi = 0;
     uint32_t samplingInterval = 2;
     uint32_t reportingInterval = 5;
-    float alpha = 0.5F;
+    float alpha = kDefaultAlpha;
     uint32_t reportSeq = 1;
     bool firstSampleSeen = false;
     bool isScanReport = false;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <list>
 #include <string>
+#include <string_view>
 
 #include "MeasurementRequestReport.h"
 #include "WifiScanResult.h"
@@ -23,7 +24,7 @@ class WifiInfoProvider {
     WifiStatus getSTAStatus();
     WifiStatus getP2pStatus();
     WifiStatus getAPStatus();
-    BssLoad getBssLoadInfo(std::string bssid);
+    BssLoad getBssLoadInfo(std::string_view bssid);
     void startScan(std::list<MeasurementRequestReport>& reports, std::string frequencyFilter,
                    std::string bssidFilter, uint32_t measId, ScanCallback cb, void* ctx);
     static void scanResultsReadyCb(void* hostContext, void* provider);
@@ -47,4 +48,6 @@ class WifiInfoProvider {
     ScanCallback scanCallback = nullptr;
     void* scanCallbackContext = nullptr;
     std::list<MeasurementRequestReport> reports;
+    // The "BSS <bssid>" text, kept so that a query of the BSS load costs no allocation.
+    std::string bssCommand;
 };

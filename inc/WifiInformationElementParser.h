@@ -1,6 +1,7 @@
 // Walks 802.11 information elements given as hex text.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -18,12 +19,18 @@ class WifiInformationElementParser {
         virtual std::string to_string();
     };
 
+    // Every element also reads a body in place (parse reads a copy), so that the walk needs no
+    // copy of each body; the three of the load walk write their text form into a buffer.
+    static constexpr size_t kTextRoom = 1024;
+
     class BSSLoadElement : public InformationElement {
       public:
         bool parse(std::vector<unsigned char> body) override;
         const char* get_name() override;
         int get_id() override;
         std::string to_string() override;
+        bool read(const unsigned char* body, size_t length);
+        void format(char (&text)[kTextRoom]);
         unsigned char mChannelUtilization = 0;
     };
 
@@ -33,6 +40,8 @@ class WifiInformationElementParser {
         const char* get_name() override;
         int get_id() override;
         std::string to_string() override;
+        bool read(const unsigned char* body, size_t length);
+        void format(char (&text)[kTextRoom]);
         unsigned char mPrimaryChannel = 0;
         unsigned char mChannelWidth = 0;
     };
@@ -43,6 +52,8 @@ class WifiInformationElementParser {
         const char* get_name() override;
         int get_id() override;
         std::string to_string() override;
+        bool read(const unsigned char* body, size_t length);
+        void format(char (&text)[kTextRoom]);
         unsigned char mChannelWidth = 0;
         unsigned char mSeg1CenterFreq = 0;
     };
@@ -50,6 +61,7 @@ class WifiInformationElementParser {
     class ERPElement : public InformationElement {
       public:
         bool parse(std::vector<unsigned char> body) override;
+        bool read(const unsigned char* body, size_t length);
         const char* get_name() override;
         int get_id() override;
     };
@@ -58,6 +70,7 @@ class WifiInformationElementParser {
       public:
         ~SupportedRateElement() override = default;
         bool parse(std::vector<unsigned char> body) override;
+        bool read(const unsigned char* body, size_t length);
         const char* get_name() override;
         int get_id() override;
         static int getRateFromByte(int octet);
@@ -73,6 +86,7 @@ class WifiInformationElementParser {
     class InterworkingElement : public InformationElement {
       public:
         bool parse(std::vector<unsigned char> body) override;
+        bool read(const unsigned char* body, size_t length);
         const char* get_name() override;
         int get_id() override;
         std::string hessid;
@@ -81,12 +95,33 @@ class WifiInformationElementParser {
     class CountryElement : public InformationElement {
       public:
         bool parse(std::vector<unsigned char> body) override;
+        bool read(const unsigned char* body, size_t length);
         const char* get_name() override;
         int get_id() override;
         std::string countryCode;
     };
 
     using ElementMap = std::map<int, InformationElement*>;
+
+    // One element as the walk finds it: its id, its body length and where its header starts,
+    // in octets from the start of the elements.
+    struct Tlv {
+        unsigned char id = 0;
+        size_t length = 0;
+        size_t at = 0;
+    };
+    // The walk over the elements of a hex text, from the element at octet from: the elements
+    // read, in order, and whether an element with an empty body ended it. Otherwise the text
+    // ended, or its last element was cut short.
+    struct Walk {
+        std::vector<Tlv> elements;
+        bool endedByEmpty = false;
+        Tlv empty;          // the element that ended it, when endedByEmpty
+        size_t resume = 0;  // where a walk past that element would go on
+    };
+    Walk walk(const char* text, size_t from = 0);
+    // Body octet i of an element that the walk read from text.
+    unsigned char octet(const char* text, const Tlv& element, size_t i);
 
     int hex_to_dec(char c);
     char* parse_next_tlv(char* text, unsigned char* id, std::vector<unsigned char>* value);

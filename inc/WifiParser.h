@@ -1,8 +1,12 @@
 // Reads the Wi-Fi daemons' text replies into records; converts address and BCD text.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "WifiInformationElementParser.h"
 #include "WifiScanResult.h"
@@ -13,6 +17,29 @@ class WifiParser {
     using ElementMap = std::map<int, WifiInformationElementParser::InformationElement*>;
 
     static WifiParser* getInstance();
+
+    // One key=value pair of a reply as every reply reader cuts it: a key ends at '=', its value at
+    // the next '=' or line end; value is null when the text ends first. Both point into the text.
+    struct ReplyPair {
+        char* key;
+        char* value;
+    };
+    // Cuts a writable C text into its pairs, in order (strtok_r in place).
+    static std::vector<ReplyPair> cutReply(char* text);
+
+    // One access point as the scan-table reader takes it, with the table row its BSSID came from
+    // (1: the first after the header). The texts point into the table read.
+    struct ScanRecord {
+        std::string_view bssid;
+        std::string_view frequency;
+        int16_t level = 0;
+        std::string_view ssid;
+        size_t row = 0;
+    };
+    // Reads a scan table (a C text, left as it is) the way parseScanData does.
+    static std::vector<ScanRecord> readScanTable(const char* table);
+    // True when the text begins with six colon-separated hex numbers, stored cut to 8 bits.
+    static bool readMac(const char* text, unsigned char (&mac)[6]);
 
     void parseStatusCmdData(const char* rspData, WifiStatus& status);
     void parseSignalPollCmdData(const char* rspData, WifiStatus& status);

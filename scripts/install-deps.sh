@@ -6,7 +6,7 @@ set -euo pipefail
 
 base=(build-essential cmake ninja-build pkg-config g++ clang clang-tidy clang-format
       libclang-rt-14-dev llvm googletest libgtest-dev libgmock-dev libbenchmark-dev
-      libyaml-dev nlohmann-json3-dev python3 valgrind binutils abigail-tools librsvg2-bin)
+      libyaml-dev nlohmann-json3-dev python3 python3-yaml valgrind binutils abigail-tools librsvg2-bin)
 cross=(g++-arm-linux-gnueabihf g++-aarch64-linux-gnu qemu-user)
 testbed=(qemu-system-x86 wpasupplicant hostapd iw busybox-static kmod cpio socat)
 # LLVM's C++ runtime, which a handset's engine is built with (the libcxx preset).

@@ -84,17 +84,6 @@ void appendChannel(std::string& text, uint16_t channel) {
     delete[] buf;
 }
 
-// One scanned access point as a report record.
-void fillScanRecord(dsd_wifi_bssid_meas_type_v01& record, const BssidInfo& info) {
-    record.rssi = info.level;
-    record.frequency = static_cast<uint16_t>(std::atoi(info.frequency.c_str()));
-    record.param_mask = info.isBssLoadValid != 0 ? kReportRssiAndBssLoad : kReportRssi;
-    record.channel_utilization = info.bssLoad.channelUtilization;
-    WifiParser::getInstance()->StringToMac(record.bssid, info.bssid.c_str());
-    const uint8_t* b = record.bssid;
-    YLM_LOG(1, "sendScanReport bssid %x:%x:%x:%x:%x:%x", b[0], b[1], b[2], b[3], b[4], b[5]);
-}
-
 // The one record of a message on the associated access point.
 void fillConnectedMessage(dsd_wifi_meas_report_req_msg_v01& msg, const WifiStatus& status,
                           int16_t reportedRssi) {
@@ -149,9 +138,7 @@ bool Raw::isConfigParamOk() {
     if (request.reporting_interval_valid != 0) {
         reportingInterval = request.reporting_interval;
     }
-    if (request.alpha_valid != 0 && request.alpha > 0.0F && request.alpha < 1.0F) {
-        alpha = request.alpha;
-    }
+    alpha = historyWeight(request);
     YLM_LOG(0, "samplingInterval  : %u", samplingInterval);
     YLM_LOG(0, "reportingInterval : %u", reportingInterval);
     YLM_LOG(0, "alpha             : %f", static_cast<double>(alpha));
@@ -166,15 +153,27 @@ void Raw::parseMeasurementRequestTpxMessage() {
     if (request.ssid_list_valid == 0) {
         return;
     }
-    const uint64_t mask = request.meas_param_mask;
-    const uint32_t ssids = clampedLength(request.ssid_list_len, kMaxSsids, "ssid_list_len");
+    ScanRequest decoded = decodeScanRequest(request);
+    requestList.splice(requestList.end(), decoded.reports);
+    bssidFilter = std::move(decoded.bssidFilter);
+    channelFilter = std::move(decoded.channelFilter);
+    traceRequestList();
+}
+
+Raw::ScanRequest Raw::decodeScanRequest(const dsd_start_wifi_meas_ind_msg_v01& ind) {
+    ScanRequest out;
+    if (ind.ssid_list_valid == 0) {
+        return out;
+    }
+    const uint64_t mask = ind.meas_param_mask;
+    const uint32_t ssids = clampedLength(ind.ssid_list_len, kMaxSsids, "ssid_list_len");
     for (uint32_t i = 0; i < ssids; ++i) {
-        SsidEntry& entry = request.ssid_list[i];
+        const SsidEntry& entry = ind.ssid_list[i];
         MeasurementRequestReport report;
         std::string bssids;
         std::string channels;
 
-        if (isAnySsid(entry)) {
+        if (allBytesAre(entry.ssid, kSsidBytes, 0xFF)) {
             YLM_LOG(1, "Any SSID found ");
             report.ssid = "AnySSID";
         } else {
@@ -195,7 +194,7 @@ void Raw::parseMeasurementRequestTpxMessage() {
 
         const uint32_t count = clampedLength(entry.bssid_list_len, kMaxBssids, "bssid_list_len");
         for (uint32_t j = 0; j < count; ++j) {
-            BssidEntry& bssid = entry.bssid_list[j];
+            BssidEntry bssid = entry.bssid_list[j];  // the address text is made from a copy
             const std::string bssidText = WifiParser::MacAddressToString(bssid.bssid);
             bssids += bssidText;
             if (j + 1 < count) {
@@ -218,11 +217,20 @@ void Raw::parseMeasurementRequestTpxMessage() {
             report.bssidChannels.emplace(bssidText, std::move(channelSet));
         }
         // The scan is filtered by the last entry's lists; each report keeps its own map.
-        bssidFilter = bssids;
-        channelFilter = channels;
-        requestList.push_back(std::move(report));
+        out.bssidFilter = bssids;
+        out.channelFilter = channels;
+        out.reports.push_back(std::move(report));
     }
-    traceRequestList();
+    return out;
+}
+
+bool Raw::asksForScans(const dsd_start_wifi_meas_ind_msg_v01& ind) {
+    // Only the first entry decides: an all-zero SSID there asks for the associated network.
+    return ind.ssid_list_valid == 0 || !allBytesAre(ind.ssid_list[0].ssid, kSsidBytes, 0);
+}
+
+float Raw::historyWeight(const dsd_start_wifi_meas_ind_msg_v01& ind) {
+    return ind.alpha_valid != 0 && ind.alpha > 0.0F && ind.alpha < 1.0F ? ind.alpha : kDefaultAlpha;
 }
 
 void Raw::traceRequestList() {
@@ -250,10 +258,8 @@ bool Raw::startMeasurement() {
     parseMeasurementRequestTpxMessage();
     measId = static_cast<uint32_t>(request.meas_id);
 
-    // Only the first entry decides: an all-zero SSID there asks for the associated network.
-    const SsidEntry& first = request.ssid_list[0];
-    isScanReport = request.ssid_list_valid == 0 || !allBytesAre(first.ssid, kSsidBytes, 0);
-    YLM_LOG(1, "startMeasurement  tpx ssid %s", ssidText(first).c_str());
+    isScanReport = asksForScans(request);
+    YLM_LOG(1, "startMeasurement  tpx ssid %s", ssidText(request.ssid_list[0]).c_str());
     YLM_LOG(1, "RawMeasurement::startMeasurement isScanReport: %d", isScanReport ? 1 : 0);
 
     if (isScanReport) {
@@ -326,18 +332,20 @@ void Raw::getMeasurementData() {
 }
 
 void Raw::computeAvgRSSI(int16_t sample) {
-    int16_t average = sample;
+    avgRssi = foldedRssi(alpha, firstSampleSeen, avgRssi, sample);
+    rssi = avgRssi;
+    firstSampleSeen = true;
+}
+
+int16_t Raw::foldedRssi(float alpha, bool firstSampleSeen, int16_t average, int16_t sample) {
     if (!firstSampleSeen) {
-        firstSampleSeen = true;
-    } else {
-        // Each product is rounded to single precision before the sum, as the modem's own
-        // smoothing does; volatile keeps the compiler from fusing them into one operation.
-        const volatile float history = alpha * static_cast<float>(avgRssi);
-        const volatile float fresh = (1.0F - alpha) * static_cast<float>(sample);
-        average = static_cast<int16_t>(static_cast<int32_t>(history + fresh));
+        return sample;
     }
-    avgRssi = average;
-    rssi = average;
+    // Each product is rounded to single precision before the sum, as the modem's own smoothing
+    // does; volatile keeps the compiler from fusing them into one operation.
+    const volatile float history = alpha * static_cast<float>(average);
+    const volatile float fresh = (1.0F - alpha) * static_cast<float>(sample);
+    return static_cast<int16_t>(static_cast<int32_t>(history + fresh));
 }
 
 // ---- reports ---------------------------------------------------------------------------------
@@ -374,11 +382,11 @@ void Raw::sendScanReport() {
             msg.last_report = 1;
             advanceSeq(reportSeq);
         }
-        const std::string ssid = group.first.substr(0, sizeof msg.ssid);
+        const std::string ssid(group.first.substr(0, sizeof msg.ssid));
         copySsid(msg, ssid);
         YLM_LOG(1, "sendScanReport ssid called %s", ssid.c_str());
 
-        const std::list<BssidInfo>& infos = group.second;
+        const WifiScanResult::BssidList& infos = group.second;
         YLM_LOG(1, "sendScanReport bssid lenght :%d ssid length:%d ",
                 static_cast<int>(infos.size()), static_cast<int>(groups));
         const size_t kept = std::min(infos.size(), DSD_WIFI_MEAS_REPORT_BSSID_MAX_V01);
@@ -401,6 +409,16 @@ void Raw::sendScanReport() {
         }
     }
     destroyedFlag = outer;
+}
+
+void Raw::fillScanRecord(dsd_wifi_bssid_meas_type_v01& record, const BssidInfo& info) {
+    record.rssi = info.level;
+    record.frequency = static_cast<uint16_t>(std::atoi(info.frequency.data()));
+    record.param_mask = info.isBssLoadValid != 0 ? kReportRssiAndBssLoad : kReportRssi;
+    record.channel_utilization = info.bssLoad.channelUtilization;
+    WifiParser::getInstance()->StringToMac(record.bssid, info.bssid.data());
+    const uint8_t* b = record.bssid;
+    YLM_LOG(1, "sendScanReport bssid %x:%x:%x:%x:%x:%x", b[0], b[1], b[2], b[3], b[4], b[5]);
 }
 
 void Raw::sendAndsfReport() {

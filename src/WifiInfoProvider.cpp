@@ -139,15 +139,18 @@ WifiStatus WifiInfoProvider::getAPStatus() {
     return status;
 }
 
-BssLoad WifiInfoProvider::getBssLoadInfo(std::string bssid) {
-    const std::string command = bssid.empty() ? std::string() : "BSS " + bssid;
+BssLoad WifiInfoProvider::getBssLoadInfo(std::string_view bssid) {
+    bssCommand.clear();
+    if (!bssid.empty()) {
+        bssCommand.append("BSS ").append(bssid);
+    }
     BssLoad load;
     if (supplicant == nullptr) {
         YLM_LOG_AT(202, 4, "SupplicantWrapper instance is null");
         return load;
     }
     Reply reply;
-    if (!reply.send(*supplicant, command.c_str())) {
+    if (!reply.send(*supplicant, bssCommand.c_str())) {
         YLM_LOG_AT(208, 1, "Signal Poll command returned error");
     } else if (parser != nullptr) {
         parser->parseBssLoadCmdData(reply.text, load);

@@ -3,6 +3,7 @@
 #include "WifiInformationElementParser.h"
 
 #include <cstdio>
+#include <cstring>
 
 #include "YlmLog.h"
 
@@ -27,49 +28,117 @@ constexpr size_t kMaxRates = 8;
 constexpr size_t kMinCountryLength = 4;
 
 constexpr int kWidth20 = 20000;
-constexpr int kTextRoom = 1024;
+// An element header is two hex digits of id and two of body length; each octet is two digits.
+constexpr size_t kHeaderChars = 4;
+constexpr size_t kHeaderOctets = 2;
+constexpr size_t kMaxBody = 255;
 
 using Parser = WifiInformationElementParser;
+using Tlv = Parser::Tlv;
 
-// A new, empty element object for an id that the element map keeps, or null.
-Parser::InformationElement* newElement(unsigned char id) {
+// '0' and every non-hex character read as 0; bad digits are not reported. A table, since every
+// body octet of every element is read through it.
+struct HexValues {
+    unsigned char of[256] = {};
+    constexpr HexValues() {
+        for (int c = '1'; c <= '9'; ++c) {
+            of[c] = static_cast<unsigned char>(c - '0');
+        }
+        for (int c = 0; c < 6; ++c) {
+            of['A' + c] = static_cast<unsigned char>(10 + c);
+            of['a' + c] = static_cast<unsigned char>(10 + c);
+        }
+    }
+};
+constexpr HexValues kHexValues;
+
+int hexValue(char c) {
+    return kHexValues.of[static_cast<unsigned char>(c)];
+}
+
+unsigned char octetAt(const char* digits) {
+    return static_cast<unsigned char>(hexValue(digits[0]) * 16 + hexValue(digits[1]));
+}
+
+// What stands where an element's header should start.
+enum class Header { Element, TextEnd, EmptyBody, CutShort };
+
+// Reads the header at text into e. Each character is checked for the terminator before anything
+// past it is read, so a truncated element ends the walk.
+Header readHeader(const char* text, Tlv& e) {
+    for (size_t i = 0; i < kHeaderChars; ++i) {
+        if (text[i] == '\0') {
+            return Header::TextEnd;
+        }
+    }
+    e.id = octetAt(text);
+    e.length = octetAt(text + 2);
+    // An element with an empty body ends the walk, hidden-network SSID elements included.
+    if (e.length == 0) {
+        return Header::EmptyBody;
+    }
+    return std::memchr(text + kHeaderChars, '\0', 2 * e.length) == nullptr ? Header::Element
+                                                                           : Header::CutShort;
+}
+
+// A new element object of a class the element map keeps, with the body read into it (a rejected
+// body leaves its fields as they started), or null for any other id.
+template <class Element>
+Parser::InformationElement* made(const unsigned char* body, size_t length) {
+    auto* element = new Element();
+    element->read(body, length);
+    return element;
+}
+
+Parser::InformationElement* readElement(unsigned char id, const unsigned char* body,
+                                        size_t length) {
     switch (id) {
         case kIdSupportedRates:
-            return new Parser::SupportedRateElement();
+            return made<Parser::SupportedRateElement>(body, length);
         case kIdCountry:
-            return new Parser::CountryElement();
+            return made<Parser::CountryElement>(body, length);
         case kIdErp:
-            return new Parser::ERPElement();
+            return made<Parser::ERPElement>(body, length);
         case kIdExtendedRates:
-            return new Parser::ExtendedSupportedRateElement();
+            return made<Parser::ExtendedSupportedRateElement>(body, length);
         case kIdHtOperation:
-            return new Parser::HTOperationElement();
+            return made<Parser::HTOperationElement>(body, length);
         case kIdInterworking:
-            return new Parser::InterworkingElement();
+            return made<Parser::InterworkingElement>(body, length);
         case kIdVhtOperation:
-            return new Parser::VHTOperationElement();
+            return made<Parser::VHTOperationElement>(body, length);
         default:
             return nullptr;
     }
 }
 
+// The body of an element the walk read, decoded into body.
+void readBody(const char* text, const Tlv& e, unsigned char (&body)[kMaxBody]) {
+    const char* digits = text + 2 * (e.at + kHeaderOctets);
+    for (size_t i = 0; i < e.length; ++i) {
+        body[i] = octetAt(digits + 2 * i);
+    }
+}
+
 // Every element read is traced: its header, then each body octet on its own line.
-void logTlv(unsigned char id, const std::vector<unsigned char>& value) {
-    YLM_LOG(1, "Parsed TLV: id=%u len=%d ", static_cast<unsigned>(id),
-            static_cast<int>(value.size()));
-    for (unsigned char octet : value) {
-        YLM_LOG(1, "%u", static_cast<unsigned>(octet));
+void logTlv(const Tlv& e, const unsigned char* body) {
+    YLM_LOG(1, "Parsed TLV: id=%u len=%d ", static_cast<unsigned>(e.id),
+            static_cast<int>(e.length));
+    for (size_t i = 0; i < e.length; ++i) {
+        YLM_LOG(1, "%u", static_cast<unsigned>(body[i]));
     }
 }
 
 // Reads a fixed-length element of the load walk when the id and the body's length are its own,
 // and traces it.
 template <class Element>
-bool readFixed(Element& element, unsigned char id, const std::vector<unsigned char>& value) {
-    if (id != element.get_id() || !element.parse(value)) {
+bool readFixed(Element& element, const Tlv& e, const unsigned char* body) {
+    if (e.id != element.get_id() || !element.read(body, e.length)) {
         return false;
     }
-    YLM_LOG(1, "--- %s", element.to_string().c_str());
+    char text[Parser::kTextRoom];
+    element.format(text);
+    YLM_LOG(1, "--- %s", text);
     return true;
 }
 
@@ -82,7 +151,10 @@ std::string WifiInformationElementParser::InformationElement::to_string() {
 }
 
 bool WifiInformationElementParser::BSSLoadElement::parse(std::vector<unsigned char> body) {
-    if (body.size() != kBssLoadLength) {
+    return read(body.data(), body.size());
+}
+bool WifiInformationElementParser::BSSLoadElement::read(const unsigned char* body, size_t length) {
+    if (length != kBssLoadLength) {
         return false;
     }
     mChannelUtilization = body[2];
@@ -96,15 +168,22 @@ int WifiInformationElementParser::BSSLoadElement::get_id() {
 }
 std::string WifiInformationElementParser::BSSLoadElement::to_string() {
     char text[kTextRoom];
+    format(text);
+    return text;
+}
+void WifiInformationElementParser::BSSLoadElement::format(char (&text)[kTextRoom]) {
     // The percentage is the integer quotient by 255: 0 for every load but a full one.
     std::snprintf(text, sizeof(text), "%s mChannelUtilization=%u (%u%%)", get_name(),
                   static_cast<unsigned>(mChannelUtilization),
                   static_cast<unsigned>(mChannelUtilization / 255));
-    return text;
 }
 
 bool WifiInformationElementParser::HTOperationElement::parse(std::vector<unsigned char> body) {
-    if (body.size() != kHtOperationLength) {
+    return read(body.data(), body.size());
+}
+bool WifiInformationElementParser::HTOperationElement::read(const unsigned char* body,
+                                                            size_t length) {
+    if (length != kHtOperationLength) {
         return false;
     }
     mPrimaryChannel = body[0];
@@ -119,13 +198,20 @@ int WifiInformationElementParser::HTOperationElement::get_id() {
 }
 std::string WifiInformationElementParser::HTOperationElement::to_string() {
     char text[kTextRoom];
+    format(text);
+    return text;
+}
+void WifiInformationElementParser::HTOperationElement::format(char (&text)[kTextRoom]) {
     std::snprintf(text, sizeof(text), "%s mPrimaryChannel=%u mChannelWidth=%u", get_name(),
                   static_cast<unsigned>(mPrimaryChannel), static_cast<unsigned>(mChannelWidth));
-    return text;
 }
 
 bool WifiInformationElementParser::VHTOperationElement::parse(std::vector<unsigned char> body) {
-    if (body.size() != kVhtOperationLength) {
+    return read(body.data(), body.size());
+}
+bool WifiInformationElementParser::VHTOperationElement::read(const unsigned char* body,
+                                                             size_t length) {
+    if (length != kVhtOperationLength) {
         return false;
     }
     mChannelWidth = body[0];
@@ -140,13 +226,19 @@ int WifiInformationElementParser::VHTOperationElement::get_id() {
 }
 std::string WifiInformationElementParser::VHTOperationElement::to_string() {
     char text[kTextRoom];
+    format(text);
+    return text;
+}
+void WifiInformationElementParser::VHTOperationElement::format(char (&text)[kTextRoom]) {
     std::snprintf(text, sizeof(text), "%s mChannelWidth=%u mSeg1CenterFreq=%u", get_name(),
                   static_cast<unsigned>(mChannelWidth), static_cast<unsigned>(mSeg1CenterFreq));
-    return text;
 }
 
 bool WifiInformationElementParser::ERPElement::parse(std::vector<unsigned char> body) {
-    return !body.empty();
+    return read(body.data(), body.size());
+}
+bool WifiInformationElementParser::ERPElement::read(const unsigned char* /*body*/, size_t length) {
+    return length != 0;
 }
 const char* WifiInformationElementParser::ERPElement::get_name() {
     return "ERPElement";
@@ -156,13 +248,17 @@ int WifiInformationElementParser::ERPElement::get_id() {
 }
 
 bool WifiInformationElementParser::SupportedRateElement::parse(std::vector<unsigned char> body) {
+    return read(body.data(), body.size());
+}
+bool WifiInformationElementParser::SupportedRateElement::read(const unsigned char* body,
+                                                              size_t length) {
     // Extended Supported Rates shares this limit, so a longer extended list is refused.
-    if (body.empty() || body.size() > kMaxRates) {
+    if (length == 0 || length > kMaxRates) {
         YLM_LOG(1, "Invalid length of rate");
         return false;
     }
-    for (unsigned char octet : body) {
-        const int rate = getRateFromByte(octet);
+    for (size_t i = 0; i < length; ++i) {
+        const int rate = getRateFromByte(body[i]);
         if (rate < 0) {
             YLM_LOG(1, "Invalid rate present");
             return false;
@@ -222,10 +318,14 @@ int WifiInformationElementParser::ExtendedSupportedRateElement::get_id() {
 }
 
 bool WifiInformationElementParser::InterworkingElement::parse(std::vector<unsigned char> body) {
+    return read(body.data(), body.size());
+}
+bool WifiInformationElementParser::InterworkingElement::read(const unsigned char* body,
+                                                             size_t length) {
     // The HESSID is the last six octets of a 7- or 9-octet body (after the access network
     // options, and after the venue info when present).
     size_t first = 0;
-    switch (body.size()) {
+    switch (length) {
         case 1:
         case 3:
             YLM_LOG(1, "HESSID not present");
@@ -254,7 +354,10 @@ int WifiInformationElementParser::InterworkingElement::get_id() {
 }
 
 bool WifiInformationElementParser::CountryElement::parse(std::vector<unsigned char> body) {
-    if (body.size() < kMinCountryLength) {
+    return read(body.data(), body.size());
+}
+bool WifiInformationElementParser::CountryElement::read(const unsigned char* body, size_t length) {
+    if (length < kMinCountryLength) {
         YLM_LOG(1, "Country Code not present");
         return false;
     }
@@ -275,17 +378,7 @@ int WifiInformationElementParser::CountryElement::get_id() {
 // ---- element walk ----------------------------------------------------------------------------
 
 int WifiInformationElementParser::hex_to_dec(char c) {
-    // '0' and every non-hex character read as 0; bad digits are not reported.
-    if (c >= '1' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    return 0;
+    return hexValue(c);
 }
 
 char* WifiInformationElementParser::parse_next_tlv(char* text, unsigned char* id,
@@ -293,79 +386,98 @@ char* WifiInformationElementParser::parse_next_tlv(char* text, unsigned char* id
     if (text == nullptr || id == nullptr || value == nullptr) {
         return nullptr;
     }
-    for (int i = 0; i < 4; ++i) {
-        if (text[i] == '\0') {
-            return nullptr;
-        }
-    }
-    *id = static_cast<unsigned char>(hex_to_dec(text[0]) * 16 + hex_to_dec(text[1]));
-    const int header = hex_to_dec(text[2]) * 16 + hex_to_dec(text[3]);
-    const auto length = static_cast<size_t>(header);
-    value->clear();
-    // An element with an empty body ends the walk, hidden-network SSID elements included.
-    if (length == 0) {
+    Tlv e;
+    const Header header = readHeader(text, e);
+    if (header == Header::TextEnd) {
         return nullptr;
     }
-    const char* body = text + 4;
-    for (size_t i = 0; i < length; ++i) {
-        const char high = body[2 * i];
-        if (high == '\0') {
-            return nullptr;
-        }
-        const char low = body[2 * i + 1];
-        if (low == '\0') {
-            return nullptr;
-        }
-        value->push_back(static_cast<unsigned char>(hex_to_dec(high) * 16 + hex_to_dec(low)));
+    *id = e.id;
+    value->clear();
+    if (header == Header::EmptyBody) {
+        return nullptr;
     }
-    return text + 4 + 2 * length;
+    // The octets before a cut stay in value.
+    for (size_t i = 0; i < e.length; ++i) {
+        const char* digits = text + kHeaderChars + 2 * i;
+        if (digits[0] == '\0' || digits[1] == '\0') {
+            return nullptr;
+        }
+        value->push_back(octetAt(digits));
+    }
+    return text + kHeaderChars + 2 * e.length;
+}
+
+WifiInformationElementParser::Walk WifiInformationElementParser::walk(const char* text,
+                                                                      size_t from) {
+    Walk w;
+    // A start beyond the text's end finds nothing.
+    if (text == nullptr || strnlen(text, 2 * from) < 2 * from) {
+        return w;
+    }
+    const char* p = text + 2 * from;
+    w.elements.reserve(std::strlen(p) / kHeaderChars);
+    Tlv e;
+    e.at = from;
+    for (;;) {
+        switch (readHeader(p, e)) {
+            case Header::Element:
+                w.elements.push_back(e);
+                p += kHeaderChars + 2 * e.length;
+                e.at += kHeaderOctets + e.length;
+                break;
+            case Header::EmptyBody:
+                w.endedByEmpty = true;
+                w.empty = e;
+                w.resume = e.at + kHeaderOctets;
+                return w;
+            default:
+                return w;
+        }
+    }
+}
+
+unsigned char WifiInformationElementParser::octet(const char* text, const Tlv& element, size_t i) {
+    return octetAt(text + 2 * (element.at + kHeaderOctets + i));
 }
 
 void WifiInformationElementParser::parse(char* text, BssLoad& load) {
-    unsigned char id = 0;
-    std::vector<unsigned char> value;
-    char* next = parse_next_tlv(text, &id, &value);
-    if (next == nullptr) {
+    const Walk w = walk(text);
+    if (w.elements.empty()) {
         load.channelWidth = kWidth20;
         return;
     }
     unsigned char htWidth = 0;
     unsigned char vhtWidth = 0;
-    while (next != nullptr) {
-        logTlv(id, value);
+    unsigned char body[kMaxBody];
+    for (const Tlv& e : w.elements) {
+        readBody(text, e, body);
+        logTlv(e, body);
         BSSLoadElement bssLoad;
         HTOperationElement ht;
         VHTOperationElement vht;
-        if (readFixed(bssLoad, id, value)) {
+        if (readFixed(bssLoad, e, body)) {
             load.channelUtilization = bssLoad.mChannelUtilization;
-        } else if (readFixed(ht, id, value)) {
+        } else if (readFixed(ht, e, body)) {
             htWidth = ht.mChannelWidth;
-        } else if (readFixed(vht, id, value)) {
+        } else if (readFixed(vht, e, body)) {
             vhtWidth = vht.mChannelWidth;
             load.vhtSegment1 = convert_lowest(vht.mSeg1CenterFreq);
         }
-        next = parse_next_tlv(next, &id, &value);
     }
     // Kept in 16 bits: 80 MHz reads 14464 and 160 MHz 28928, the values every consumer expects.
     load.channelWidth = static_cast<uint16_t>(calc_freq(htWidth, vhtWidth));
 }
 
 void WifiInformationElementParser::parse(char* text, ElementMap& elements) {
-    unsigned char id = 0;
-    std::vector<unsigned char> value;
-    char* next = parse_next_tlv(text, &id, &value);
-    while (next != nullptr) {
-        logTlv(id, value);
-        InformationElement* element = newElement(id);
-        if (element != nullptr) {
-            // A rejected body still yields an element, with its fields as they started.
-            element->parse(value);
-            // The first element of an id wins; a later one is dropped at once.
-            if (!elements.emplace(id, element).second) {
-                delete element;
-            }
+    unsigned char body[kMaxBody];
+    for (const Tlv& e : walk(text).elements) {
+        readBody(text, e, body);
+        logTlv(e, body);
+        InformationElement* element = readElement(e.id, body, e.length);
+        // The first element of an id wins; a later one is dropped at once.
+        if (element != nullptr && !elements.emplace(e.id, element).second) {
+            delete element;
         }
-        next = parse_next_tlv(next, &id, &value);
     }
 }
 

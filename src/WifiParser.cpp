@@ -35,6 +35,7 @@ constexpr int kModeUnknown = -1;
 constexpr int kFastestBRate = 24000000;
 
 constexpr int kMacOctets = 6;
+constexpr size_t kPairsAtOnce = 32;
 constexpr size_t kMaxBcdOctets = 10;
 
 using Ie = WifiInformationElementParser;
@@ -144,24 +145,66 @@ ReplyText copyReply(const char* rspData, const ReplyRules& rules) {
     return copy;
 }
 
-// Walks "key=value" pairs: a value ends at the next '=' or newline, a key at the next '='.
-// take(key, value) stores a value and says whether the operation knows the key.
+// Walks the "key=value" pairs of a reply in order. take(key, value) stores a value and says
+// whether the operation knows the key.
 template <class Take>
 void readPairs(char* text, const ReplyRules& rules, Take&& take) {
     const bool quiet = rules.ignoredFormat == nullptr;
-    char* save = nullptr;
-    for (char* key = strtok_r(text, "=", &save); key != nullptr;
-         key = strtok_r(nullptr, "=", &save)) {
-        char* value = strtok_r(nullptr, "=\n", &save);
-        if (value == nullptr) {
+    for (const WifiParser::ReplyPair& pair : WifiParser::cutReply(text)) {
+        if (pair.value == nullptr) {
             if (!quiet) {
-                YLM_LOG(1, "Value is null for key: %s", key);
+                YLM_LOG(1, "Value is null for key: %s", pair.key);
             }
-        } else if (!take(key, value) && !quiet) {
-            YLM_LOG(rules.ignoredLevel, rules.ignoredFormat, key);
+        } else if (!take(pair.key, pair.value) && !quiet) {
+            YLM_LOG(rules.ignoredLevel, rules.ignoredFormat, pair.key);
         }
     }
 }
+
+// strtok_r's cutting on a text it leaves as it is: leading delimiters are skipped, and a token
+// ends at the next delimiter, which goes with it.
+class Cutter {
+  public:
+    explicit Cutter(const char* text) : at(text) {}
+
+    bool next(const char* delimiters, std::string_view& token) {
+        at += std::strspn(at, delimiters);
+        if (*at == '\0') {
+            return false;
+        }
+        const size_t length = std::strcspn(at, delimiters);
+        token = {at, length};
+        at += length;
+        if (*at != '\0') {
+            ++at;
+        }
+        return true;
+    }
+
+  private:
+    const char* at;
+};
+
+// The line (0: the header) that each of an ascending run of positions in a text lies on.
+class LineCounter {
+  public:
+    explicit LineCounter(const char* text) : counted(text) {}
+
+    size_t lineOf(const char* position) {
+        const void* end = nullptr;
+        while ((end = std::memchr(counted, '\n', static_cast<size_t>(position - counted))) !=
+               nullptr) {
+            ++line;
+            counted = static_cast<const char*>(end) + 1;
+        }
+        counted = position;
+        return line;
+    }
+
+  private:
+    const char* counted;
+    size_t line = 0;
+};
 
 // Reads a link-record reply through its key table.
 template <size_t kCount>
@@ -338,32 +381,65 @@ WifiScanResult WifiParser::parseScanData(const char* rspData) {
     if (copy == nullptr) {
         return result;
     }
-    // The holders outlive each row: a column missing at the end keeps the previous row's value.
-    // strtok_r skips empty columns, so a row without an SSID shifts the rows after it by one
-    // column; the modem side is built on that reading.
-    std::string bssid;
-    std::string frequency;
-    int16_t level = 0;
-    std::string ssid;
-    char* save = nullptr;
-    strtok_r(copy.get(), "\n", &save);  // header line
-    char* token = strtok_r(nullptr, "\t", &save);
-    while (token != nullptr) {
-        bssid = token;
-        if ((token = strtok_r(nullptr, "\t", &save)) != nullptr) {
-            frequency = token;
-        }
-        if ((token = strtok_r(nullptr, "\t", &save)) != nullptr) {
-            level = static_cast<int16_t>(atoi(token));
-        }
-        strtok_r(nullptr, "\t", &save);  // flags
-        if ((token = strtok_r(nullptr, "\t\n", &save)) != nullptr) {
-            ssid = token;
-        }
-        result.addData(bssid, frequency, level, ssid);
-        token = strtok_r(nullptr, "\t", &save);
+    for (const ScanRecord& r : readScanTable(copy.get())) {
+        result.addData(r.bssid, r.frequency, r.level, r.ssid);
     }
     return result;
+}
+
+std::vector<WifiParser::ScanRecord> WifiParser::readScanTable(const char* table) {
+    std::vector<ScanRecord> records;
+    if (table == nullptr) {
+        return records;
+    }
+    // Mostly a record per line: one allocation for the whole table.
+    size_t lines = 1;
+    for (const char* p = table; (p = std::strchr(p, '\n')) != nullptr; ++p) {
+        ++lines;
+    }
+    records.reserve(lines);
+    // The holder outlives each row: a column missing at the end keeps the previous row's value.
+    // Empty columns are skipped, as strtok_r skips them, so a row without an SSID shifts the rows
+    // after it by one column; the modem side is built on that reading.
+    ScanRecord record;
+    Cutter cut(table);
+    LineCounter rows(table);
+    std::string_view token;
+    cut.next("\n", token);  // header line
+    bool more = cut.next("\t", token);
+    while (more) {
+        record.bssid = token;
+        record.row = rows.lineOf(token.data());
+        if (cut.next("\t", token)) {
+            record.frequency = token;
+        }
+        // atoi stops at the delimiter after the token, as it would at the zero strtok_r writes.
+        if (cut.next("\t", token)) {
+            record.level = static_cast<int16_t>(atoi(token.data()));
+        }
+        cut.next("\t", token);  // flags
+        if (cut.next("\t\n", token)) {
+            record.ssid = token;
+        }
+        records.push_back(record);
+        more = cut.next("\t", token);
+    }
+    return records;
+}
+
+std::vector<WifiParser::ReplyPair> WifiParser::cutReply(char* text) {
+    std::vector<ReplyPair> pairs;
+    if (text == nullptr) {
+        return pairs;
+    }
+    // Room for a BSS reply's pairs at once; a longer reply grows the list geometrically.
+    pairs.reserve(kPairsAtOnce);
+    char* save = nullptr;
+    for (char* key = strtok_r(text, "=", &save); key != nullptr;
+         key = strtok_r(nullptr, "=", &save)) {
+        pairs.push_back({key, strtok_r(nullptr, "=\n", &save)});
+    }
+    return pairs;
 }
 
 void WifiParser::getScanData() {}
@@ -506,15 +582,22 @@ char* WifiParser::MacAddressToString(unsigned char* mac) {
     return text;
 }
 
-void WifiParser::StringToMac(unsigned char (&mac)[6], const char* str) {
+bool WifiParser::readMac(const char* text, unsigned char (&mac)[6]) {
     unsigned int octets[kMacOctets] = {};
-    if (str == nullptr || std::sscanf(str, "%x:%x:%x:%x:%x:%x", &octets[0], &octets[1], &octets[2],
-                                      &octets[3], &octets[4], &octets[5]) < kMacOctets) {
-        YLM_LOG(4, "Malformed mac address!");
-        return;
+    if (text == nullptr ||
+        std::sscanf(text, "%x:%x:%x:%x:%x:%x", &octets[0], &octets[1], &octets[2], &octets[3],
+                    &octets[4], &octets[5]) < kMacOctets) {
+        return false;
     }
     for (int i = 0; i < kMacOctets; ++i) {
         mac[i] = static_cast<unsigned char>(octets[i]);
+    }
+    return true;
+}
+
+void WifiParser::StringToMac(unsigned char (&mac)[6], const char* str) {
+    if (!readMac(str, mac)) {
+        YLM_LOG(4, "Malformed mac address!");
     }
 }
 

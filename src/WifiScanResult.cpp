@@ -70,15 +70,6 @@ std::pair<typename Map::iterator, typename Map::iterator> prefixRange(Map& map,
     return {map.lower_bound(prefix), map.upper_bound(prefix + kRangeEnd)};
 }
 
-// Adds each record of [first, last) to the hits once per (SSID, BSSID); the first key wins.
-template <class It>
-void addHits(It first, It last, std::map<std::string, BssidInfo>& hits) {
-    for (It it = first; it != last; ++it) {
-        const BssidInfo& info = it->second;
-        hits.emplace(info.ssid + kSeparator + info.bssid, info);
-    }
-}
-
 template <class Container>
 void takeOver(Container& target, Container& source) {
     target.clear();
@@ -87,7 +78,16 @@ void takeOver(Container& target, Container& source) {
 
 }  // namespace
 
-WifiScanResult::WifiScanResult(WifiScanResult&& other) noexcept {
+WifiScanResult::WifiScanResult()
+    : arena(std::make_unique<ScanArena>()),
+      scratch(std::make_unique<ScanArena>()),
+      byFreqBssidSsid(Store::allocator_type(arena.get())),
+      byBssid(Store::allocator_type(arena.get())),
+      byFreqOrBand(Store::allocator_type(arena.get())),
+      matches(BssidList::allocator_type(arena.get())),
+      reportBySsid(Groups::allocator_type(arena.get())) {}
+
+WifiScanResult::WifiScanResult(WifiScanResult&& other) noexcept : WifiScanResult() {
     *this = std::move(other);
 }
 
@@ -95,43 +95,46 @@ WifiScanResult& WifiScanResult::operator=(WifiScanResult&& other) noexcept {
     if (this == &other) {
         return *this;
     }
-    // Swapping into emptied containers leaves the source empty, which callers rely on.
+    // Swapping into emptied containers leaves the source empty, which callers rely on. The
+    // containers take their arenas along, so the arenas change hands with them.
     takeOver(byFreqBssidSsid, other.byFreqBssidSsid);
     takeOver(byBssid, other.byBssid);
     takeOver(byFreqOrBand, other.byFreqOrBand);
     takeOver(matches, other.matches);
     takeOver(reportBySsid, other.reportBySsid);
     takeOver(ssidBssids, other.ssidBssids);
+    arena.swap(other.arena);
+    scratch.swap(other.scratch);
     return *this;
 }
 
-void WifiScanResult::addData(std::string bssid, std::string frequency, int16_t level,
-                             std::string ssid) {
-    // Frequencies are compared in 16 bits, as the modem's channel codes are.
-    const uint16_t freq = frequency.empty() ? 0 : static_cast<uint16_t>(atoi(frequency.c_str()));
-    const std::string band = bandKey(freq);
-
+void WifiScanResult::addData(std::string_view bssid, std::string_view frequency, int16_t level,
+                             std::string_view ssid) {
     BssidInfo info;
-    info.ssid = ssid;
-    info.bssid = bssid;
-    info.frequency = frequency;
+    info.ssid = arena->text({ssid});
+    info.bssid = arena->text({bssid});
+    info.frequency = arena->text({frequency});
     info.level = level;
+    // Frequencies are compared in 16 bits, as the modem's channel codes are.
+    const uint16_t freq =
+        frequency.empty() ? 0 : static_cast<uint16_t>(atoi(info.frequency.data()));
+    const std::string_view band = bandKey(freq);
 
-    // emplace keeps an existing entry: the first scan line with a given key wins.
-    byFreqBssidSsid.emplace(frequency + kSeparator + bssid + kSeparator + ssid, info);
-    byBssid.emplace(bssid + kSeparator + frequency, info);
-    byFreqOrBand.emplace(frequency + kSeparator + bssid, info);
+    // try_emplace keeps an existing entry: the first scan line with a given key wins.
+    byFreqBssidSsid.try_emplace(
+        arena->text({info.frequency, kSeparator, info.bssid, kSeparator, info.ssid}), info);
+    byBssid.try_emplace(arena->text({info.bssid, kSeparator, info.frequency}), info);
+    byFreqOrBand.try_emplace(arena->text({info.frequency, kSeparator, info.bssid}), info);
     if (freq != 0) {
         // Also with an empty band key; those keys are never asked for by a channel code.
-        byBssid.emplace(bssid + kSeparator + band, info);
-        byFreqOrBand.emplace(band + kSeparator + bssid, info);
+        byBssid.try_emplace(arena->text({info.bssid, kSeparator, band}), info);
+        byFreqOrBand.try_emplace(arena->text({band, kSeparator, info.bssid}), info);
     }
 }
 
 void WifiScanResult::filterData(std::list<MeasurementRequestReport>& reports) {
     for (const MeasurementRequestReport& report : reports) {
-        const std::map<std::string, std::set<uint16_t>> bssidChannels = report.bssidChannels;
-        for (const auto& [bssid, codes] : bssidChannels) {
+        for (const auto& [bssid, codes] : report.bssidChannels) {
             for (uint16_t code : codes) {
                 findPartialKey(report.ssid, bssid, code);
             }
@@ -145,38 +148,50 @@ void WifiScanResult::findPartialKey(std::string ssid, std::string bssid, uint16_
     YLM_LOG_AT(198, 1, "WifiScanResult::findPartialKey  %s %s %d", ssid.c_str(), bssid.c_str(),
                static_cast<int>(code));
     std::string channelKey = channelKeyOf(code);
-    std::map<std::string, BssidInfo> hits;
-    filterFreqAndBssid(bssid, code, channelKey, hits);
-    filterSsid(ssid, hits);
+    {
+        // The hits of one step live in the scratch arena, given back when the step is done.
+        Hits hits{Hits::allocator_type(scratch.get())};
+        filterFreqAndBssid(bssid, code, channelKey, hits);
+        filterSsid(ssid, std::move(hits));
+    }
+    scratch->reset();
 }
 
 void WifiScanResult::filterFreqAndBssid(std::string& bssid, uint16_t code, std::string& channelKey,
-                                        std::map<std::string, BssidInfo>& hits) {
+                                        Hits& hits) {
+    // Each record counts once per (SSID, BSSID); the first key in order wins.
+    auto addHits = [this, &hits](Store::iterator first, Store::iterator last) {
+        for (auto it = first; it != last; ++it) {
+            const BssidInfo& info = it->second;
+            hits.try_emplace(scratch->text({info.ssid, kSeparator, info.bssid}), info);
+        }
+    };
     const bool anyChannel = code == ANY_CHANNEL;
     const bool anyBssid = bssid == kBroadcastBssid;
     if (!anyChannel && anyBssid) {
         auto range = prefixRange(byFreqOrBand, channelKey);
-        addHits(range.first, range.second, hits);
+        addHits(range.first, range.second);
     } else if (anyChannel && !anyBssid) {
         auto range = prefixRange(byBssid, bssid);
-        addHits(range.first, range.second, hits);
+        addHits(range.first, range.second);
     } else if (anyChannel && anyBssid) {
-        addHits(byBssid.begin(), byBssid.end(), hits);
+        addHits(byBssid.begin(), byBssid.end());
     } else {
         auto it = byBssid.find(bssid + kSeparator + channelKey);
         if (it != byBssid.end()) {
-            addHits(it, std::next(it), hits);
+            addHits(it, std::next(it));
         }
     }
 }
 
-void WifiScanResult::filterSsid(std::string& ssid, std::map<std::string, BssidInfo> hits) {
+void WifiScanResult::filterSsid(std::string& ssid, Hits hits) {
+    const BssidList::allocator_type keep(arena.get());
     if (std::strcmp(ssid.c_str(), kAnySsid) == 0) {
         // Any SSID: every hit is filed under its own SSID.
         for (const auto& entry : hits) {
             const BssidInfo& info = entry.second;
             matches.push_back(info);
-            reportBySsid[info.ssid].push_back(info);
+            reportBySsid.try_emplace(info.ssid, keep).first->second.push_back(info);
         }
         return;
     }
@@ -184,23 +199,25 @@ void WifiScanResult::filterSsid(std::string& ssid, std::map<std::string, BssidIn
         return;
     }
     // A prefix range: SSIDs that begin with the requested one are filed under it too.
-    std::list<BssidInfo> group;
+    BssidList group(keep);
     auto range = prefixRange(hits, ssid);
     for (auto it = range.first; it != range.second; ++it) {
         matches.push_back(it->second);
         group.push_back(it->second);
     }
     // The first group of a requested SSID is kept; later steps only add to the matches.
-    reportBySsid.emplace(ssid, std::move(group));
+    if (reportBySsid.find(ssid) == reportBySsid.end()) {
+        reportBySsid.emplace(arena->text({ssid}), std::move(group));
+    }
 }
 
 void WifiScanResult::dumpReport() {
     for (const auto& [ssid, list] : reportBySsid) {
-        YLM_LOG_AT(254, 1, "ssid :%s", ssid.c_str());
+        YLM_LOG_AT(254, 1, "ssid :%s", ssid.data());
         YLM_LOG_AT(255, 1, "bssid lsit length :%d", static_cast<int>(list.size()));
         for (const BssidInfo& info : list) {
-            YLM_LOG_AT(261, 1, "RawMeasurement bssid channel %s  %s  %d", info.bssid.c_str(),
-                       info.frequency.c_str(), static_cast<int>(info.level));
+            YLM_LOG_AT(261, 1, "RawMeasurement bssid channel %s  %s  %d", info.bssid.data(),
+                       info.frequency.data(), static_cast<int>(info.level));
         }
     }
 }

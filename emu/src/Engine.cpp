@@ -149,6 +149,7 @@ void Engine::reset() {
     decisionEnginePresent = true;
     echo = nullptr;
     echoMinLevel = 0;
+    discardLogs = false;
     onDsd = nullptr;
 }
 

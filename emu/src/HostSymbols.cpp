@@ -7,13 +7,16 @@
 #include "OperatorLookup.h"
 #include "VorMsg.h"
 #include "emu/Engine.h"
+#include "emu/SupplicantText.h"
 
 using emu::Engine;
 
 // ---- logger ----------------------------------------------------------------------------------
 namespace {
 VorMsg gLogger;
-}
+// Looked up once: the logger is called for every line, even those it drops at its door.
+Engine& gEngine = Engine::instance();
+}  // namespace
 VorMsg* VorMsg::vor_log_class_ptr = &gLogger;
 
 void VorMsg::vor_log(int level, int module, const char* file, int line, const char* fmt, ...) {
@@ -25,6 +28,9 @@ void VorMsg::vor_log(int level, int module, const char* file, int line, const ch
 
 void VorMsg::vor_log_v(int level, int module, const char* file, int line, const char* fmt,
                        va_list args) {
+    if (gEngine.discardLogs) {
+        return;
+    }
     std::string text;
     if (fmt != nullptr) {
         va_list copy;
@@ -77,21 +83,8 @@ const char* const VorSupplicantWrapper::scanResultCmd = "SCAN_RESULTS";
 namespace {
 // The engine keeps the RSSI of the last successful signal poll in the channel object.
 void noteSignalPoll(VorSupplicantWrapper* self, const char* cmd, const std::string& reply) {
-    if (std::strcmp(cmd, VorSupplicantWrapper::signalPollCmd) != 0) {
-        return;
-    }
-    // The reply is KEY=value lines; RSSI is the one the engine keeps.
-    size_t pos = 0;
-    while (pos < reply.size()) {
-        if (reply.compare(pos, 5, "RSSI=") == 0) {
-            self->rssi = static_cast<int16_t>(std::atoi(reply.c_str() + pos + 5));
-            return;
-        }
-        const size_t eol = reply.find('\n', pos);
-        if (eol == std::string::npos) {
-            return;
-        }
-        pos = eol + 1;
+    if (std::strcmp(cmd, VorSupplicantWrapper::signalPollCmd) == 0) {
+        emu::signalPollRssi(reply, self->rssi);
     }
 }
 

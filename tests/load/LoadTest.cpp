@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "EmuFixture.h"
-#include "ManagerSlots.h"
+#include "run/ManagerSlots.h"
 
 namespace {
 

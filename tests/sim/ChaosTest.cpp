@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "Scenario.h"
+#include "scenario/Scenario.h"
 #include "SimSupport.h"
 
 namespace {

@@ -2,10 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 #include <thread>
 
-#include "Live.h"
 #include "SimSupport.h"
+#include "live/Live.h"
 
 namespace {
 
@@ -14,6 +15,17 @@ using simtest::fixture;
 
 ylmsim::LiveOptions options(const simtest::TempDir& dir, double timeout = 2.0) {
     return {dir.path(), "wlan0", "p2p-dev-wlan0", timeout};
+}
+
+// The scan-results events the monitor brings within the tries (20 ms apart), stopping at the
+// first.
+size_t scanEvents(ylmsim::LiveSupplicant& live, int tries = 100) {
+    size_t events = 0;
+    for (int i = 0; i < tries && events == 0; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        events = live.readEvents();
+    }
+    return events;
 }
 
 TEST(LiveFilters, ScanParametersFromTheFilterTexts) {
@@ -60,11 +72,17 @@ TEST(LiveSupplicant, TalksToTheDaemonsAsTheEngineWould) {
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_FALSE(live.command(0, "STATUS", reply));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(650));
-    EXPECT_EQ(live.takeNotices(), std::vector<std::string>{"no reply to \"STATUS\" within 0.3 s"});
+    const std::string gone = "wpa_supplicant at " + dir.path() + "/wlan0 is gone (";
+    EXPECT_EQ(live.takeNotices(),
+              (std::vector<std::string>{"no reply to \"STATUS\" within 0.3 s",
+                                        gone + "no reply within 0.3 s): its commands fail until "
+                                               "it is back"}));
     std::this_thread::sleep_for(std::chrono::milliseconds(600));
     // Neither the late STATUS reply nor the interleaved events are taken for the next reply.
     ASSERT_TRUE(live.command(0, "SIGNAL_POLL", reply));
     EXPECT_EQ(reply, fixture("sta-signal-poll.txt"));
+    EXPECT_EQ(live.takeNotices(), std::vector<std::string>{"wpa_supplicant at " + dir.path() +
+                                                           "/wlan0 is back: reconnected"});
 
     EXPECT_FALSE(live.connect(1));
     EXPECT_EQ(live.takeNotices(),
@@ -81,22 +99,47 @@ TEST(LiveSupplicant, TalksToTheDaemonsAsTheEngineWould) {
     EXPECT_TRUE(live.setFrequencyFilter("2437,5180"));  // both go out with the next scan
     ASSERT_TRUE(live.command(0, "SCAN", reply));
     EXPECT_EQ(reply, "OK\n");
-    size_t events = 0;
-    for (int i = 0; i < 100 && events == 0; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        events = live.readEvents();
-    }
-    EXPECT_EQ(events, 1U);
+    EXPECT_EQ(scanEvents(live), 1U);
     live.finish();
     // The filter the run set is taken back before it leaves.
     EXPECT_EQ(sta.received(),
-              (std::vector<std::string>{"PING", "ATTACH", "STATUS", "SIGNAL_POLL",
+              (std::vector<std::string>{"PING", "ATTACH", "STATUS", "PING", "SIGNAL_POLL",
                                         "SET bssid_filter 02:00:00:00:03:00 02:00:00:00:04:00",
                                         "SCAN freq=2437,5180", "SET bssid_filter ", "DETACH"}));
     EXPECT_EQ(p2p.received(), (std::vector<std::string>{"PING", "STATUS"}));
+}
+
+// The framework restarts wpa_supplicant: while it is gone its commands fail as the engine's would,
+// and the new daemon at the same path gets the commands and sends the scan results.
+TEST(LiveSupplicant, OutlivesItsDaemon) {
+    simtest::TempDir dir;
+    std::string error, reply;
+    auto first = std::make_unique<FakeDaemon>(dir.path(), "wlan0");
+    ylmsim::LiveSupplicant live(options(dir, 0.3));
+    ASSERT_TRUE(live.start(error)) << error;
+    first.reset();
+    EXPECT_EQ(scanEvents(live, 1), 0U);
+    EXPECT_FALSE(live.command(0, "SCAN", reply));
+    EXPECT_FALSE(live.command(0, "SCAN", reply));
+    const std::string path = dir.path() + "/wlan0";
     EXPECT_EQ(live.takeNotices(),
-              (std::vector<std::string>{"sent SET bssid_filter 02:00:00:00:03:00 02:00:00:00:04:00",
-                                        "sent SCAN freq=2437,5180"}));
+              (std::vector<std::string>{
+                  "wpa_supplicant at " + path +
+                      " is gone (its socket file was removed or replaced): its commands fail "
+                      "until it is back",
+                  "cannot reach wpa_supplicant at " + path + ": No such file or directory",
+                  "cannot reach wpa_supplicant at " + path + ": No such file or directory"}));
+
+    FakeDaemon second(dir.path(), "wlan0");
+    EXPECT_EQ(scanEvents(live, 1), 0U);  // attaches to the new daemon
+    ASSERT_TRUE(live.command(0, "SCAN", reply));
+    EXPECT_EQ(scanEvents(live), 1U);
+    EXPECT_EQ(live.takeNotices(),
+              (std::vector<std::string>{
+                  "wpa_supplicant at " + path + " is back: scan-results events attached again",
+                  "wpa_supplicant at " + path + " is back: reconnected"}));
+    live.finish();
+    EXPECT_EQ(second.received(), (std::vector<std::string>{"ATTACH", "PING", "SCAN", "DETACH"}));
 }
 
 TEST(LiveForkExec, RunsTheShellAndCapturesOutput) {

@@ -5,14 +5,15 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <sstream>
 
-#include "Printer.h"
 #include "SimSupport.h"
-#include "SvgCanvas.h"
 #include "emu/DsdDecoder.h"
+#include "picture/SvgCanvas.h"
+#include "timeline/Printer.h"
 
 namespace {
 
@@ -42,17 +43,72 @@ TEST(DefaultScenario, TimelineMatchesTheExpectedOutput) {
     EXPECT_GT(lines(verbose.out).size(), lines(run.out).size());
 }
 
-TEST(DefaultScenario, JsonLinesMatchTheExpectedOutputAndStayPure) {
-    const auto run = simtest::runSim({"--json", "--log-level", "0"});
-    ASSERT_EQ(run.rc, 0) << run.err;
-    EXPECT_EQ(run.out, simtest::readFile(kExpected + "/default.jsonl")) << kRegenerate;
-    // The log lines asked for go to stderr, so stdout holds only the messages.
-    ASSERT_FALSE(run.err.empty());
-    for (const auto& line : lines(run.err)) {
-        EXPECT_EQ(line.substr(0, 1), "[") << line;
+// A log line as "[level module file] text": without the source line, which code motion moves
+// and compilers give differently for a call over several lines. The lines whose number is part of
+// the contract are held by the library's own tests.
+std::string withoutSourceLine(const std::string& line) {
+    const size_t close = line.find(']');
+    const size_t colon = line.rfind(':', close);
+    return close == std::string::npos || colon == std::string::npos
+               ? line
+               : line.substr(0, colon) + line.substr(close);
+}
+
+std::string logView(const std::string& text) {
+    std::string out;
+    for (const auto& line : lines(text)) {
+        out += withoutSourceLine(line) + "\n";
     }
+    return out;
+}
+
+// What the engine sees of every scenario, the built-in one included: the DSD messages as JSON and
+// the library's log lines at level 0, in order and byte for byte but for their source lines. The
+// simulator's own notes share stderr with the log lines but are not the engine's, so they are left
+// out.
+class EngineView : public testing::TestWithParam<std::string> {};
+
+TEST_P(EngineView, MessagesAndLogLinesMatchTheExpectedOutput) {
+    const std::string name = GetParam();
+    std::vector<std::string> args = {"--json", "--log-level", "0"};
+    if (name != "default") {
+        args.insert(args.begin(), std::string(YLM_SCENARIOS_DIR) + "/" + name + ".yaml");
+    }
+    const auto run = simtest::runSim(args);
+    ASSERT_EQ(run.rc, 0) << run.err;
+    EXPECT_EQ(run.out, simtest::readFile(kExpected + "/" + name + ".jsonl")) << kRegenerate;
+    std::string logLines;
+    for (const auto& line : lines(run.err)) {
+        // stdout stays pure: the log lines and the notes go to stderr, one object per line.
+        ASSERT_TRUE(line.rfind('[', 0) == 0 || json::parse(line).contains("note")) << line;
+        logLines += line.rfind('[', 0) == 0 ? line + "\n" : "";
+    }
+    EXPECT_EQ(logView(logLines), logView(simtest::readFile(kExpected + "/" + name + ".log")))
+        << kRegenerate;
+}
+
+std::vector<std::string> scenarioNames() {
+    std::vector<std::string> names = {"default"};
+    for (const auto& entry : std::filesystem::directory_iterator(YLM_SCENARIOS_DIR)) {
+        if (entry.path().extension() == ".yaml") {
+            names.push_back(entry.path().stem().string());
+        }
+    }
+    std::sort(names.begin() + 1, names.end());
+    return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, EngineView, testing::ValuesIn(scenarioNames()),
+                         [](const auto& info) {
+                             std::string id = info.param;
+                             std::replace(id.begin(), id.end(), '-', '_');
+                             return id;
+                         });
+
+TEST(DefaultScenario, HexAddsTheBytesOfEveryMessage) {
+    const auto plain = lines(simtest::runSim({"--json"}).out);
     const auto hex = lines(simtest::runSim({"--json", "--hex"}).out);
-    ASSERT_EQ(hex.size(), lines(run.out).size());
+    ASSERT_EQ(hex.size(), plain.size());
     for (const auto& line : hex) {
         const auto bytes = json::parse(line)["hex"].get<std::string>();
         EXPECT_TRUE(bytes.size() % 2 == 0 && bytes.size() >= 32) << line;
@@ -97,8 +153,8 @@ TEST(ExampleScenarios, AllRunToTheirEndExplainingOddReports) {
         {"hidden-ssid-element.yaml",
          {"!! BSS 02:00:00:00:0a:00      the elements of 02:00:00:00:0a:00 begin with an SSID "
           "element of length 0",
-          "Wi-Fi generation, country code, BSS load (channel utilization) and HESSID stay "
-          "unknown"}},
+          R"(the plug-in takes Wi-Fi generation, country code, channel utilization and HESSID )"
+          R"(as -1, "", 65535 and "" where the elements give 5, "US", 0 and "02:00:00:00:03:00")"}},
         {"long-scan-table.yaml",
          {"4494 bytes but the plug-in's reply buffer holds 4095",
           "the last 5 rows (56 to 60, from 02:00:00:00:47:00 on) never reach the plug-in",

@@ -27,7 +27,9 @@ TEST(Record, ExampleScenariosPlayBackToTheSameMessages) {
     simtest::TempDir dir;
     expectSamePlayback(dir, {});
     for (const auto& f : std::filesystem::directory_iterator(YLM_SCENARIOS_DIR)) {
-        expectSamePlayback(dir, {f.path().string()});
+        if (f.path().extension() == ".yaml") {  // recorded/ holds recordings already
+            expectSamePlayback(dir, {f.path().string()});
+        }
     }
 }
 

@@ -4,9 +4,9 @@
 #include <string>
 #include <tuple>
 
-#include "Scenario.h"
-#include "SimSupplicant.h"
 #include "SimSupport.h"
+#include "run/SimSupplicant.h"
+#include "scenario/Scenario.h"
 
 namespace {
 

@@ -1,14 +1,20 @@
 #!/usr/bin/env python3
-"""Judges the testbed's scenario runs: the plug-in's DSD messages (ylm-sim --json, one object per
-line) against what the real daemons replied in the same VM (truth/<scenario>-*.txt, captured right
-after each scenario, before any other scan could change the station's view), and the run's
-recording (ylm-sim --record) played back on this machine against the live messages.
-Usage: check.py OUT_DIR YLM_SIM. Prints one line per scenario and a closing "N passed, M failed";
-on a failure it shows the DSD messages and the daemon logs."""
+"""Judges the testbed's scenario runs. Every run of raw measurements is judged by derivation: from
+the replies the plug-in really got (ylm-sim's reply log), derive.py works out every DSD message it
+must have sent, field by field, and any difference, extra or missing message fails. A scenario
+whose world changes while it runs also shows that the change happened and reached the plug-in.
+The static scenarios are also compared with what the daemons replied right after them
+(truth/<scenario>-*.txt), and the default profile only that way. Every run's recording
+(ylm-sim --record) is played back on this machine and must give the live run's messages. Every
+run must exit 0 and leave no sanitizer report. Usage: check.py OUT_DIR YLM_SIM. Prints one line
+per scenario and a closing "N passed, M failed"; on a failure it shows the DSD messages, the
+recording, the reply log and the daemon logs."""
 import json
 import os
 import subprocess
 import sys
+
+import derive
 
 BAND_24 = (2412, 2484)
 BAND_5 = (5035, 5825)
@@ -216,6 +222,73 @@ def check_default_profile(msgs, truth, res):
         res.equal(p2p[field], want, "P2P " + field)
 
 
+def bssids(rows):
+    return {r["bssid"] for r in rows}
+
+
+def check_ap_off_on(msgs, run, res):
+    tables = [bssids(t["rows"]) for t in run.tables]
+    off = [i for i, t in enumerate(tables) if "02:00:00:00:04:00" not in t]
+    res.expect(off and any("02:00:00:00:04:00" in t for t in tables[:off[0]]),
+               "no scan table lost testbed-5g after it was switched off")
+    res.expect(any("02:00:00:00:07:00" in t for t in tables),
+               "no scan table shows the second testbed-2g access point switched on")
+    both = {"02:00:00:00:03:00", "02:00:00:00:07:00"}
+    res.expect(any(m["ssid"] == "testbed-2g" and {r["bssid"] for r in m["bssid_list"]} == both
+                   for m in msgs), "no testbed-2g report lists both of its access points")
+
+
+def check_restart(msgs, run, res):
+    notices = " | ".join(text for _, text in run.notices)
+    for text in ("is gone", "is back: reconnected", "is back: scan-results events attached again"):
+        res.expect(text in notices, "no notice that wpa_supplicant %s" % text)
+    failed = [e for e in run.entries if e.get("call") == "command" and not e["ok"]]
+    res.expect(failed, "no command failed while wpa_supplicant was gone")
+    attached = [i for i, e in enumerate(run.entries) if "attached again" in e.get("notice", "")]
+    res.expect(attached and any(e.get("call") == "scan_ready" for e in run.entries[attached[0]:]),
+               "no scan results of the new wpa_supplicant reached the plug-in")
+    after = [s for t, s in run.statuses if failed and t > failed[-1]["time"]]
+    res.expect(any(s["bssid"] for s in after), "no report after the restart names an access point")
+
+
+def check_roam(msgs, run, res):
+    path = []
+    for _, status in run.statuses:
+        if status["bssid"] and (not path or path[-1] != status["bssid"]):
+            path.append(status["bssid"])
+    res.expect("02:00:00:00:03:00 02:00:00:00:07:00 02:00:00:00:03:00" in " ".join(path),
+               "the reports do not follow the roam to 02:00:00:00:07:00 and back: %s" % path)
+
+
+def check_stop_while_scanning(msgs, run, res):
+    # Steps 2 and 7 wait for the scan-results events of the scans that meas_id 81 and 83 started.
+    late = {t["step"] for t in run.tables if t["meas_id"] is None}
+    res.expect(2 in late, "no late scan results after meas_id 81 was stopped")
+    res.expect(7 in late, "no late scan results after stopAllRequests")
+    reported = {m["meas_id"] for m in msgs}
+    res.equal(sorted(reported & {81, 83}), [], "measurements reported after their stop")
+    res.expect({82, 84} <= reported, "meas_id 82 and 84 report")
+
+
+def check_6ghz(msgs, run, res):
+    six = [t for t in run.tables
+           if any(r["bssid"] == "02:00:00:00:08:00" and r["frequency"] == "5975" for r in t["rows"])]
+    if not res.expect(six, "no scan table shows testbed-6g at 5975 MHz (see docs/testbed.md)"):
+        return
+    def listed(meas_id):
+        return any(r["bssid"] == "02:00:00:00:08:00" for m in msgs if m["meas_id"] == meas_id
+                   for r in m["bssid_list"])
+    res.expect(listed(91), "meas_id 91 (5975 MHz) does not report testbed-6g")
+    res.expect(not listed(92), "meas_id 92 (band codes 1, 2, 3) reports testbed-6g")
+    res.expect(any(m["meas_id"] == 92 for m in msgs), "meas_id 92 reports nothing")
+    res.expect(listed(93), "meas_id 93 (its BSSID, any channel) does not report testbed-6g")
+    res.expect(any(t["meas_id"] == 92 for t in six),
+               "no scan table that meas_id 92 filtered holds testbed-6g")
+
+
+SANITIZER_MARKS = ("ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
+                   "SUMMARY: UndefinedBehaviorSanitizer")
+
 def check_playback(sim, base, msgs, res):
     """The recording of the live run, played back scripted here, sends the same messages."""
     recording = base + ".recorded.yaml"
@@ -240,11 +313,21 @@ TRUTH_SHOWN = [
     ("p2p-status", "wpa_cli -i p2p-wlan0-0 status"),
 ]
 
+# Compared with the daemons' replies captured after the run.
 CHECKS = {
     "1-connected": check_connected,
     "2-scan-any": check_scan_any,
     "3-filters": check_filters,
     "4-default-profile": check_default_profile,
+}
+
+# The world changed while they ran: shown by the derivation's view of the run.
+WORLD_CHECKS = {
+    "5-ap-off-on": check_ap_off_on,
+    "6-supplicant-restart": check_restart,
+    "7-roam": check_roam,
+    "8-stop-while-scanning": check_stop_while_scanning,
+    "9-6ghz": check_6ghz,
 }
 
 
@@ -260,23 +343,38 @@ def show(title, path, tail=None):
         print("  " + line)
 
 
+def judge_run(out, sim, name, res):
+    base = os.path.join(out, "scenarios", name)
+    with open(base + ".rc", encoding="utf-8") as f:
+        res.equal(f.read().strip(), "0", "ylm-sim exit status")
+    with open(base + ".stderr", encoding="utf-8", errors="replace") as f:
+        stderr = f.read()
+    for mark in SANITIZER_MARKS:
+        res.expect(mark not in stderr, "sanitizer report in ylm-sim's stderr: " + mark)
+    with open(base + ".jsonl", encoding="utf-8") as f:
+        msgs = [json.loads(line) for line in f if line.strip()]
+    scenario = os.path.join(out, "..", "in", "scenarios", name + ".yaml")
+    checks = [c.get(name) for c in (CHECKS, WORLD_CHECKS)]
+    res.expect(any(checks), "no check for scenario " + name)
+    if name != "4-default-profile":
+        run, differences = derive.judge(scenario, base + ".replies", base + ".jsonl")
+        res.problems += differences
+        if checks[1]:
+            checks[1](msgs, run, res)
+    if checks[0]:
+        checks[0](msgs, Truth(out, name), res)
+    check_playback(sim, base, msgs, res)
+
+
 def run(out, sim):
     sdir = os.path.join(out, "scenarios")
     names = sorted(f[:-6] for f in os.listdir(sdir) if f.endswith(".jsonl"))
     passed = failed = 0
     for name in names:
         res = Result()
-        truth = Truth(out, name)
         base = os.path.join(sdir, name)
         try:
-            with open(base + ".rc", encoding="utf-8") as f:
-                res.equal(f.read().strip(), "0", "ylm-sim exit status")
-            with open(base + ".jsonl", encoding="utf-8") as f:
-                msgs = [json.loads(line) for line in f if line.strip()]
-            check = CHECKS.get(name)
-            if res.expect(check is not None, "no check for scenario " + name):
-                check(msgs, truth, res)
-            check_playback(sim, base, msgs, res)
+            judge_run(out, sim, name, res)
         except (OSError, ValueError, KeyError, IndexError, TypeError,
                 subprocess.SubprocessError) as e:
             res.problems.append("cannot judge: %s: %s" % (type(e).__name__, e))
@@ -286,15 +384,19 @@ def run(out, sim):
             continue
         failed += 1
         print("testbed: FAIL %s" % name)
-        for p in res.problems:
-            print("  - " + p)
+        for p in res.problems[:30]:
+            print("  - " + p[:300])
+        if len(res.problems) > 30:
+            print("  - ... and %d more" % (len(res.problems) - 30))
         show("the plug-in's DSD messages", base + ".jsonl")
         show("the run's recording", base + ".recorded.yaml", 120)
         show("ylm-sim stderr (last 80 lines)", base + ".stderr", 80)
+        show("the replies the plug-in got (last 60 lines)", base + ".replies", 60)
         for log in ("wpa_supplicant-wlan0.log", "hostapd-softap.log", "hostapd.log"):
             show("daemon log " + log, os.path.join(out, "logs", log), 60)
-        for name, cmd in TRUTH_SHOWN:
-            show("daemon reply: " + cmd, truth.path(name))
+        if name in CHECKS:
+            for file, cmd in TRUTH_SHOWN:
+                show("daemon reply: " + cmd, Truth(out, name).path(file))
     if not names:
         failed += 1
         print("testbed: FAIL no scenario output")

@@ -4,12 +4,14 @@
 # scenarios in it against those daemons, and checks the plug-in's DSD messages against what the
 # daemons say.
 #
-# Usage: tests/testbed/run.sh [BUILD_DIR] [--probe | --capture]
+# Usage: tests/testbed/run.sh [BUILD_DIR] [--probe | --capture | --keep-recordings]
 #   BUILD_DIR  a build with the simulator (default: build/default); ASAN_OPTIONS, UBSAN_OPTIONS
 #              and LSAN_OPTIONS are passed on to the simulator in the VM
 #   --probe    boot and bring the daemons up, capture their replies, run no scenario
 #   --capture  make the genuine replies of tests/fixtures/real-daemons again, with the configs
 #              kept there, and compare them with the kept ones (compare-captures.py)
+#   --keep-recordings  after a passing run, keep the recordings of the changing world's
+#              scenarios (and their live messages) in scenarios/recorded/, to play on the host
 # Exits 0 when every scenario passes, and also (printing SKIPPED) when qemu cannot run here at all.
 set -euo pipefail
 
@@ -18,12 +20,14 @@ root=$(cd "$here/../.." && pwd)
 build=""
 probe=0
 capture=0
+keep=0
 fixtures=$root/tests/fixtures/real-daemons
 for a in "$@"; do
   case "$a" in
     --probe) probe=1 ;;
     --capture) probe=1 capture=1 ;;
-    -*) echo "usage: $0 [BUILD_DIR] [--probe | --capture]" >&2; exit 2 ;;
+    --keep-recordings) keep=1 ;;
+    -*) echo "usage: $0 [BUILD_DIR] [--probe | --capture | --keep-recordings]" >&2; exit 2 ;;
     *) build=$a ;;
   esac
 done
@@ -217,6 +221,30 @@ report_vm_failure() {
   done
 }
 
+# The recording of each scenario judged by derivation (the changing world's), headed by what the
+# world did around it, and the messages of the live run, which its playback on the host must give
+# again. The recorder's notes name the VM's paths; the kept copy names the repository's.
+keep_recordings() {
+  local yaml name dest=$root/scenarios/recorded
+  mkdir -p "$dest"
+  for yaml in "$here"/scenarios/*.yaml; do
+    ! grep -q '^# judge: truth' "$yaml" || continue
+    name=$(basename "$yaml" .yaml)
+    {
+      echo "# Recorded in the real-radio testbed from tests/testbed/scenarios/$name.yaml"
+      echo "# (docs/testbed.md), against real hostapd and wpa_supplicant. What the world did around"
+      echo "# the plug-in, at seconds of the run:"
+      grep -E '^# (world [0-9]+|setup):' "$yaml" ||
+        echo "# nothing but what the scenario's own steps do"
+      sed -e "s#/mnt/share/in/scenarios/$name.yaml#tests/testbed/scenarios/$name.yaml#g" \
+        -e "s#/mnt/share/out/scenarios/$name.recorded.yaml#scenarios/recorded/$name.yaml#g" \
+        "$work/share/out/scenarios/$name.recorded.yaml"
+    } >"$dest/$name.yaml"
+    cp "$work/share/out/scenarios/$name.jsonl" "$dest/$name.jsonl"
+    say "kept scenarios/recorded/$name.yaml"
+  done
+}
+
 main() {
   mkdir -p "$work"
   ensure_tools
@@ -243,6 +271,7 @@ main() {
   say "wall time $(($(date +%s) - start))s (preparation ${prep}s, VM ${vm_seconds}s); results in $work/share/out"
   [ "$capture" -eq 0 ] || [ "$rc" -eq 0 ] || die "the new captures differ from the kept ones"
   [ "$rc" -eq 0 ] || die "scenario checks failed"
+  [ "$keep" -eq 0 ] || keep_recordings
 }
 
 main

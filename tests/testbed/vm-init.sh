@@ -9,6 +9,9 @@
 #   wlan3  AP testbed-2g (2437)         wlan4  AP testbed-5g (5180)    wlan5  AP testbed-he (5745)
 #   wlan6  soft AP testbed-softap (2462), moved to its own network namespace and renamed wlan0
 #          there, its control socket in /data/vendor/wifi/hostapd/ctrl
+#   wlan7  a second AP of testbed-2g (2462), switched on by a scenario's world changes
+#   wlan8  AP testbed-6g (5975, HE, SAE), started by its scenario under a regulatory domain that
+#          lets access points start on 6 GHz (Canada's)
 PATH=/usr/sbin:/usr/bin:/sbin:/bin
 export PATH
 
@@ -17,7 +20,7 @@ OUT=$SHARE/out
 LOGS=$OUT/logs
 CONF=/testbed/conf
 SOFTAP_CTRL=/data/vendor/wifi/hostapd/ctrl
-RADIOS=7
+RADIOS=9
 # Capture mode (run.sh --capture) makes the genuine replies of tests/fixtures/real-daemons again,
 # on six radios as they were made.
 CAPTURE=0
@@ -46,6 +49,7 @@ ap_enabled() { hostapd_cli -i "$1" status | grep -qx 'state=ENABLED'; }
 # hostapd_cli exactly as the plug-in runs it on a handset.
 softap_cli() { hostapd_cli -p "$SOFTAP_CTRL" -s "$SOFTAP_CTRL" -i wlan0 "$@"; }
 softap_enabled() { softap_cli STATUS | grep -qx 'state=ENABLED'; }
+softap_disabled() { ! softap_enabled; }
 sta_completed() { wpa_cli -i "$1" status | grep -qx 'wpa_state=COMPLETED'; }
 has_netdev() { [ -e "/sys/class/net/$1" ]; }
 ns_has_netdev() { ip link show "$1"; }
@@ -112,12 +116,23 @@ start_radios() {
   log "soft AP radio $phy moved to namespace of pid $(cat /run/softap.pid)"
 }
 
+# The station the plug-in talks to, at debug level so that its log shows every command it got.
+# A restart (a world change) appends to the same log.
+start_sta0() {
+  wpa_supplicant -B -d -t -D nl80211 -i wlan0 -c "$CONF/wpa_supplicant-sta.conf" \
+    -P /run/wpa_supplicant-wlan0.pid -f "$LOGS/wpa_supplicant-wlan0.log"
+}
+
+# An access point of its own process, so that it can come and go alone: hostapd-NAME.conf.
+start_ap() {
+  hostapd -B -t -P "/run/hostapd-$1.pid" -f "$LOGS/hostapd-$1.log" "$CONF/hostapd-$1.conf" &&
+    wait_for 30 "AP $1 ENABLED" ap_enabled "$(sed -n 's/^interface=//p' "$CONF/hostapd-$1.conf")"
+}
+
 start_daemons() {
   hostapd -B -t -P /run/hostapd.pid -f "$LOGS/hostapd.log" \
     "$CONF/hostapd-2g.conf" "$CONF/hostapd-5g.conf" "$CONF/hostapd-he.conf" || return 1
-  # Debug level for the station the plug-in talks to, so its log shows every command it got.
-  wpa_supplicant -B -d -t -D nl80211 -i wlan0 -c "$CONF/wpa_supplicant-sta.conf" \
-    -f "$LOGS/wpa_supplicant-wlan0.log" || return 1
+  start_sta0 || return 1
   wpa_supplicant -B -t -D nl80211 -i wlan1 -c "$CONF/wpa_supplicant-sta5.conf" \
     -f "$LOGS/wpa_supplicant-wlan1.log" || return 1
   wpa_supplicant -B -t -D nl80211 -i wlan2 -c "$CONF/wpa_supplicant-sta-he.conf" \
@@ -154,6 +169,72 @@ capture_truth() {
   for ap in wlan3 wlan4 wlan5; do capture "$tag-ap-status-$ap" hostapd_cli -i $ap status; done
 }
 
+# World changes, each run by a scenario's "# world SECONDS: ACTION ARGS" line. Each waits until
+# the daemons show the change, so the next one starts from it.
+world_ap_off() {
+  for ap in "$@"; do
+    hostapd_cli -i "$ap" disable >/dev/null
+    wait_for 20 "$ap DISABLED" sh -c "hostapd_cli -i $ap status | grep -qx state=DISABLED"
+  done
+}
+world_softap_off() {
+  softap_cli DISABLE >/dev/null
+  wait_for 20 "soft AP DISABLED" softap_disabled
+}
+world_ap_on() {
+  hostapd_cli -i "$1" enable >/dev/null
+  wait_for 30 "$1 ENABLED" ap_enabled "$1"
+}
+world_ap_start() { start_ap "$1"; }
+# TX power of a radio in mBm: hwsim's signal strength follows the sender's power.
+world_txpower() { iw dev "$1" set txpower fixed "$2"; }
+# The regulatory domain the user sets. The kernel only intersects it with the country element a
+# station picked up, until every radio is idle (no access point beaconing, no station connected)
+# and it has gone back to the user's setting; so the scenario stops those first.
+world_reg() {
+  wait_for 20 "regulatory domain $1" sh -c "iw reg set $1; iw reg get | grep -q '^country $1:'"
+}
+world_sta_disconnect() {
+  for sta in "$@"; do
+    wpa_cli -i "$sta" disconnect >/dev/null
+    wait_for 20 "STA $sta DISCONNECTED" sh -c "wpa_cli -i $sta status | grep -qx wpa_state=DISCONNECTED"
+  done
+}
+world_sta_kill() {
+  pid=$(cat /run/wpa_supplicant-wlan0.pid)
+  kill "$pid"
+  wait_for 20 "wpa_supplicant of wlan0 gone" sh -c "! kill -0 $pid"
+}
+world_sta_start() {
+  start_sta0 && wait_for 60 "STA wlan0 COMPLETED" sta_completed wlan0
+}
+world_roam() {
+  wpa_cli -i wlan0 roam "$1" >/dev/null
+  wait_for 30 "wlan0 on $1" sh -c "wpa_cli -i wlan0 status | grep -qx bssid=$1"
+}
+
+# The world a scenario starts from: its "# setup: ACTION ARGS" lines, done before it starts.
+setup_world() {
+  sed -n 's/^# setup: *\([^#]*\).*/\1/p' "$1" | while read -r action args; do
+    log "setup: $action $args"
+    # shellcheck disable=SC2086 # the arguments are words of the scenario's line
+    "world_$action" $args || log "setup: $action $args did not complete"
+  done
+}
+
+# run_world YAML START: the scenario's world changes in order, each at its second after START
+# (uptime) or as soon as the one before is done.
+run_world() {
+  sed -n 's/^# world \([0-9][0-9]*\): *\([^#]*\).*/\1 \2/p' "$1" | while read -r when action args; do
+    until awk -v now="$(now)" -v start="$2" -v when="$when" 'BEGIN { exit !(now >= start + when) }'; do
+      sleep 0.1
+    done
+    log "world: $action $args"
+    # shellcheck disable=SC2086 # the arguments are words of the scenario's line
+    "world_$action" $args || log "world: $action $args did not complete"
+  done
+}
+
 run_scenarios() {
   if [ -f "$SHARE/in/env" ]; then
     # shellcheck disable=SC1091 # written by run.sh
@@ -162,17 +243,25 @@ run_scenarios() {
   for yaml in "$SHARE"/in/scenarios/*.yaml; do
     [ -e "$yaml" ] || continue
     name=$(basename "$yaml" .yaml)
+    # Whatever the scenario before changed, the station is back on its network first.
+    wait_for 90 "STA wlan0 COMPLETED" sta_completed wlan0
+    setup_world "$yaml"
     log "scenario $name: start"
+    start=$(now)
+    run_world "$yaml" "$start" &
+    world=$!
     # --record keeps what the run met; the host plays it back and must get the same messages.
     LD_LIBRARY_PATH=/opt/ylm timeout 180 /opt/ylm/ylm-sim "$yaml" --json --live --log-level 1 \
       --lib /opt/ylm/libylm.so --ctrl-dir /var/run/wpa_supplicant --iface wlan0 \
       --p2p-iface p2p-wlan0-0 --record "$OUT/scenarios/$name.recorded.yaml" \
+      --reply-log "$OUT/scenarios/$name.replies" \
       >"$OUT/scenarios/$name.jsonl" 2>"$OUT/scenarios/$name.stderr"
     rc=$?
     echo "$rc" >"$OUT/scenarios/$name.rc"
     log "scenario $name: exit $rc, $(wc -l <"$OUT/scenarios/$name.jsonl") DSD messages"
+    wait "$world"
     # Right away, before any other scan can refresh the station's view of the access points.
-    capture_truth "$name"
+    grep -q '^# judge: truth' "$yaml" && capture_truth "$name"
   done
 }
 

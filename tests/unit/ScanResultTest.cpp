@@ -27,10 +27,10 @@ class ScanResultTest : public ylmtest::EmuTest {
     }
     // The keys of a map, or the BSSIDs of a list, joined by blanks.
     template <class T>
-    static std::string part(const std::pair<const std::string, T>& entry) {
-        return entry.first;
+    static std::string part(const std::pair<const std::string_view, T>& entry) {
+        return std::string(entry.first);
     }
-    static std::string part(const BssidInfo& info) { return info.bssid; }
+    static std::string part(const BssidInfo& info) { return std::string(info.bssid); }
     template <class Container>
     static std::string join(const Container& c) {
         std::string out;

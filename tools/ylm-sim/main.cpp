@@ -8,16 +8,16 @@
 #include <string>
 #include <vector>
 
-#include "Runner.h"
-#include "Scenario.h"
 #include "chaos/Driver.h"
+#include "run/Runner.h"
+#include "scenario/Scenario.h"
 
 namespace {
 
 constexpr const char* kUsage =
     "usage: ylm-sim [SCENARIO.yaml] [--json] [--hex] [--log-level N] [--svg FILE] [--lib PATH]\n"
     "               [--live] [--ctrl-dir DIR] [--iface IFACE] [--p2p-iface IFACE]\n"
-    "               [--record FILE] [--check]\n"
+    "               [--record FILE] [--reply-log FILE] [--check]\n"
     "       ylm-sim --chaos SEED [--steps N] [--out DIR] [--lib PATH] [...] (docs/sim.md)\n"
     "  SCENARIO.yaml   scenario to play (default: the built-in scenario)\n"
     "  --json          one JSON object per DSD message on stdout, nothing else\n"
@@ -30,6 +30,7 @@ constexpr const char* kUsage =
     "  --iface IFACE   station interface (default wlan0)\n"
     "  --p2p-iface IFACE  P2P interface (default p2p-dev-wlan0)\n"
     "  --record FILE   keep the run as a scenario that plays back scripted to the same messages\n"
+    "  --reply-log FILE   also write every daemon reply the plug-in got, as JSON lines\n"
     "  --check         check the plug-in's invariants after every step; exit 3 when one breaks\n";
 
 bool readable(const std::string& path) {
@@ -114,13 +115,15 @@ int main(int argc, char** argv) {
                 return usageError("--log-level needs a level number (0 to 4)");
             }
         } else if (arg == "--lib" || arg == "--ctrl-dir" || arg == "--iface" ||
-                   arg == "--p2p-iface" || arg == "--svg" || arg == "--record") {
-            std::string& target = arg == "--lib"        ? opts.library
-                                  : arg == "--ctrl-dir" ? opts.liveOptions.ctrlDir
-                                  : arg == "--iface"    ? opts.liveOptions.iface
-                                  : arg == "--svg"      ? opts.svgPath
-                                  : arg == "--record"   ? opts.recordPath
-                                                        : opts.liveOptions.p2pIface;
+                   arg == "--p2p-iface" || arg == "--svg" || arg == "--record" ||
+                   arg == "--reply-log") {
+            std::string& target = arg == "--lib"         ? opts.library
+                                  : arg == "--ctrl-dir"  ? opts.liveOptions.ctrlDir
+                                  : arg == "--iface"     ? opts.liveOptions.iface
+                                  : arg == "--svg"       ? opts.svgPath
+                                  : arg == "--record"    ? opts.recordPath
+                                  : arg == "--reply-log" ? opts.replyLogPath
+                                                         : opts.liveOptions.p2pIface;
             if (!takeValue(target) || target.empty()) {
                 return usageError(arg + " needs a value");
             }

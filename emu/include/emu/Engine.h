@@ -182,6 +182,9 @@ class Engine {
     std::vector<LogLine> logs;
     // Also print every line whose level is at least minLevel (null: stop printing).
     void setLogEcho(FILE* out, int minLevel);
+    // Drop every line at the logger's door, unformatted and unrecorded, as an engine that filters
+    // the plug-in's lines out does (benchmarks measure the plug-in's work, not the emulator's).
+    bool discardLogs = false;
     void captureLog(int level, int module, const char* file, int line, const std::string& text);
 
     // DSD.

@@ -2,7 +2,7 @@
 // hands the engine its manager with a table whose stopWifiMeasurement stops nothing.
 #include <dlfcn.h>
 
-#include "ManagerSlots.h"
+#include "run/ManagerSlots.h"
 
 namespace {
 

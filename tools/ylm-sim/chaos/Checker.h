@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "Scenario.h"
+#include "scenario/Scenario.h"
 #include "emu/Engine.h"
 
 namespace ylmsim::chaos {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Runner.h"
+#include "run/Runner.h"
 
 namespace ylmsim::chaos {
 

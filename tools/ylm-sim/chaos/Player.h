@@ -7,9 +7,9 @@
 #include <string>
 #include <utility>
 
-#include "Plugin.h"
-#include "Scenario.h"
-#include "SimSupplicant.h"
+#include "run/Plugin.h"
+#include "scenario/Scenario.h"
+#include "run/SimSupplicant.h"
 
 namespace ylmsim::chaos {
 

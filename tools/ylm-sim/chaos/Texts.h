@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "Scenario.h"
+#include "scenario/Scenario.h"
 #include "chaos/Rng.h"
 
 namespace ylmsim::chaos {

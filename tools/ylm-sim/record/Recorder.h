@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "Scenario.h"
-#include "SupplicantTap.h"
 #include "emu/Engine.h"
+#include "run/SupplicantTap.h"
+#include "scenario/Scenario.h"
 
 namespace ylmsim {
 

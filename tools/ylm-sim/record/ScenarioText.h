@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Scenario.h"
+#include "scenario/Scenario.h"
 
 namespace ylmsim {
 
@@ -13,7 +13,7 @@ namespace ylmsim {
 bool hexBytes(const std::string& hex, std::string& bytes);
 
 // A modem indication or quality-service record given as its bytes: fills the record of the step's
-// kind from the hex text (a shorter text leaves the rest of the record zero) and its summary.
+// kind from the hex text (a shorter text leaves the rest of the record zero).
 // False, with why, when the text is not hex, is longer than the record, or the kind has no record.
 bool readRawRecord(Step& step, const std::string& hex, std::string& why);
 
