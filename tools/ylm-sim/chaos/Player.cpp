@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "emu/Engine.h"
+#include "run/EngineSettings.h"
 
 namespace ylmsim::chaos {
 
@@ -23,14 +24,10 @@ void Player::keep(const DaemonConfig& config) {
 bool Player::setUp(const Scenario& sc, const std::string& library, std::string& error) {
     emu::Engine& e = emu::Engine::instance();
     e.reset();
-    e.chipsetType = sc.engine.chipsetType.value_or(0);
-    e.decisionEnginePresent = sc.engine.decisionEngine.value_or(true);
-    e.operators = sc.engine.operators;
+    startEngine(e, sc.engine);
     keep(sc.daemon);
     e.setSupplicantBackend(&daemon);
-    for (const auto& f : sc.forks) {
-        e.scriptedForkExec().setResult(f.command, f.output, f.rc);
-    }
+    scriptForks(e, sc.forks);
     for (size_t i = 0; i < sc.dsdCount; ++i) {
         e.dsd(i);
     }
@@ -93,20 +90,10 @@ bool Player::perform(const Step& s) {
             keep(s.daemon);
             break;
         case StepKind::ForkExec:
-            for (const auto& f : s.forks) {
-                e.scriptedForkExec().setResult(f.command, f.output, f.rc);
-            }
+            scriptForks(e, s.forks);
             break;
         case StepKind::Engine:
-            if (s.engine.chipsetType) {
-                e.chipsetType = *s.engine.chipsetType;
-            }
-            if (s.engine.decisionEngine) {
-                e.decisionEnginePresent = *s.engine.decisionEngine;
-            }
-            for (const auto& [iccid, name] : s.engine.operators) {
-                e.operators[iccid] = name;
-            }
+            changeEngine(e, s.engine);
             break;
         case StepKind::Note:
             break;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "reading/PluginReading.h"
+
 namespace ylmsim::chaos {
 namespace {
 
@@ -18,24 +20,6 @@ std::string nameOf(int32_t p) {
 
 std::string profileText(int32_t p) {
     return p == 0 ? "the default profile" : "profile " + std::to_string(p);
-}
-
-int32_t statusCode(int32_t reason) {
-    switch (reason) {
-        case 10:
-            return 1;
-        case 11:
-            return 2;
-        case 12:
-            return 3;
-        case 13:
-            return 5;
-        case 14:
-        case 15:
-            return 4;
-        default:
-            return 0;
-    }
 }
 
 bool sameValues(const emu::CasCall& c, _CQEClientOverrides ov, const std::string& op) {
@@ -344,7 +328,7 @@ std::optional<Violation> ProfileModel::deliveries(const Step& s, const StepView&
                                     : cfg.state == 1 && cfg.netFlag != 0 && cfg.stationFlag != 0;
             ok = m.profile_type == w.reg->profile && m.quality_status == (pass ? 0 : 1) &&
                  m.status_code_valid == (named ? 1 : 0) &&
-                 m.status_code == (named && !pass ? statusCode(cfg.reason) : 0) &&
+                 m.status_code == (named && !pass ? reading::verdictStatusCode(cfg.reason) : 0) &&
                  m.meas_id == w.reg->measId && m.meas_id_valid == (w.reg->measId != 0 ? 1 : 0);
         } else if (msg.op == emu::DsdOp::WifiAvailableStatus) {
             const auto m = msg.as<dsd_wlan_available_req_msg_v01>();

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "CasProxy.h"
 #include "RawMeasurement.h"
 #include "VorMsg.h"
 #include "WifiParser.h"
@@ -186,6 +187,12 @@ int16_t Smoothing::fold(int16_t sample) {
     value = Raw::foldedRssi(alpha, seen, value, sample);
     seen = true;
     return value;
+}
+
+int32_t verdictStatusCode(int32_t reason) {
+    const Detached quiet;
+    return WifiMeasurementRequest::CasProxy::getTpxStatusCode(
+        static_cast<VorWQEResultReason>(reason));
 }
 
 }  // namespace ylmsim::reading

@@ -86,4 +86,7 @@ class Smoothing {
     int16_t value = 0;
 };
 
+// The status code a quality-status message carries for a failed verdict of this reason.
+int32_t verdictStatusCode(int32_t reason);
+
 }  // namespace ylmsim::reading

@@ -9,6 +9,7 @@
 #include "picture/SvgTimeline.h"
 #include "timeline/StepText.h"
 #include "emu/Engine.h"
+#include "run/EngineSettings.h"
 
 namespace ylmsim {
 namespace {
@@ -45,9 +46,7 @@ Runner::~Runner() {
 bool Runner::setUp() {
     emu::Engine& e = emu::Engine::instance();
     e.reset();
-    e.chipsetType = sc.engine.chipsetType.value_or(0);
-    e.decisionEnginePresent = sc.engine.decisionEngine.value_or(true);
-    e.operators = sc.engine.operators;
+    startEngine(e, sc.engine);
     if (opts.live) {
         live = std::make_unique<LiveSupplicant>(opts.liveOptions);
         std::string error;
@@ -60,9 +59,7 @@ bool Runner::setUp() {
     } else {
         scripted.apply(sc.daemon);
         explained.wrap(recorder ? recorder->supplicant(&scripted) : &scripted);
-        for (const auto& f : sc.forks) {
-            e.scriptedForkExec().setResult(f.command, f.output, f.rc);
-        }
+        scriptForks(e, sc.forks);
     }
     if (recorder) {
         e.setForkExecBackend(recorder->forkExec(&e.forkExecBackend()));
@@ -188,21 +185,11 @@ void Runner::perform(const Step& s) {
             printer.row("-", "**", "daemon", describeStep(s) + liveOnly);
             break;
         case StepKind::ForkExec:
-            for (const auto& f : s.forks) {
-                e.scriptedForkExec().setResult(f.command, f.output, f.rc);
-            }
+            scriptForks(e, s.forks);
             printer.row("-", "**", "forkexec", describeStep(s) + liveOnly);
             break;
         case StepKind::Engine:
-            if (s.engine.chipsetType) {
-                e.chipsetType = *s.engine.chipsetType;
-            }
-            if (s.engine.decisionEngine) {
-                e.decisionEnginePresent = *s.engine.decisionEngine;
-            }
-            for (const auto& [iccid, name] : s.engine.operators) {
-                e.operators[iccid] = name;
-            }
+            changeEngine(e, s.engine);
             printer.row("-", "**", "engine", describeStep(s));
             break;
         default:
