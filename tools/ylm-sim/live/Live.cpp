@@ -302,12 +302,7 @@ void LiveSupplicant::drop(int type, const std::string& why) {
 }
 
 bool LiveSupplicant::command(int type, const std::string& cmd, std::string& reply) {
-    if (type != 0 && type != 1) {
-        return false;
-    }
-    std::string error;
-    if (!openType(type, error)) {
-        notices.push_back(error);
+    if (!connect(type)) {
         return false;
     }
     std::string wire = cmd;
