@@ -78,10 +78,10 @@ run_stage() {
     local name=$1
     shift
     echo "=== $name"
-    if "$@"; then
-        return 0
-    fi
-    failures+=("$name: exit status $?")
+    local rc=0
+    "$@" || rc=$?
+    [ "$rc" -ne 0 ] || return 0
+    failures+=("$name: exit status $rc")
     failed=$((failed + 1))
     return 1
 }
