@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "record/YamlText.h"
+#include "scenario/Records.h"
 
 namespace ylmsim::recordtext {
 namespace {
@@ -18,19 +19,6 @@ using yamltext::hexOf;
 std::string recordBytes(const Step& s) {
     const auto r = recordOf(const_cast<Step&>(s));
     return std::string(reinterpret_cast<const char*>(r.first), r.second);
-}
-
-std::string hexNumber(uint64_t v) {
-    std::ostringstream out;
-    out << "0x" << std::hex << v;
-    return out.str();
-}
-
-std::string mac(const uint8_t* b) {
-    char buf[18];
-    std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", b[0], b[1], b[2], b[3], b[4],
-                  b[5]);
-    return buf;
 }
 
 std::string ssidEntry(const dsd_wifi_ident_ssid_type_v01& e, bool& ok) {
@@ -56,7 +44,7 @@ std::string ssidEntry(const dsd_wifi_ident_ssid_type_v01& e, bool& ok) {
         for (uint32_t i = 0; i < e.bssid_list_len; ++i) {
             const auto& bssid = e.bssid_list[i];
             Fields bf;
-            bf.add("bssid", mac(bssid.bssid));
+            bf.add("bssid", records::macText(bssid.bssid));
             if (bssid.channel_list_len > 16) {
                 ok = false;
                 return "";
@@ -108,7 +96,7 @@ std::string fieldsOf(const Step& s, bool& ok) {
         case StepKind::StartMeasurement: {
             const auto& m = s.start;
             f.add("meas_id", std::to_string(m.meas_id));
-            f.add("meas_param_mask", hexNumber(m.meas_param_mask));
+            f.add("meas_param_mask", records::hexText(m.meas_param_mask));
             if (m.sampling_interval_valid != 0) {
                 f.add("sampling_interval", std::to_string(m.sampling_interval));
             }
@@ -161,7 +149,7 @@ std::string fieldsOf(const Step& s, bool& ok) {
             return "profile_init: " + f.map();
         }
         case StepKind::ProfileMask:
-            f.add("profile_type_mask", hexNumber(s.mask.profile_type_mask));
+            f.add("profile_type_mask", records::hexText(s.mask.profile_type_mask));
             if (s.mask.meas_id_valid != 0) {
                 f.add("meas_id", std::to_string(s.mask.meas_id));
             }

@@ -4,9 +4,11 @@
 
 #include <cctype>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <limits>
+#include <sstream>
 
 namespace ylmsim::records {
 namespace {
@@ -305,6 +307,19 @@ ForRegistration netConfig(const Field& f) {
         std::memcpy(c.countryCode, t.data(), t.size());
     }
     return out;
+}
+
+std::string hexText(uint64_t v) {
+    std::ostringstream out;
+    out << "0x" << std::hex << v;
+    return out.str();
+}
+
+std::string macText(const uint8_t* b) {
+    char buf[18];
+    std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", b[0], b[1], b[2], b[3], b[4],
+                  b[5]);
+    return buf;
 }
 
 }  // namespace ylmsim::records

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -23,6 +24,11 @@ FromClient<dsd_start_wifi_meas_ind_msg_v01> startMeasurement(const fields::Field
 FromClient<dsd_stop_wifi_meas_ind_msg_v01> stopMeasurement(const fields::Field& f);
 FromClient<dsd_wqe_profile_init_ind_msg_v01> profileInit(const fields::Field& f);
 FromClient<dsd_wqe_profile_type_ind_msg_v01> profileMask(const fields::Field& f);
+// A record's values as a scenario and the timeline write them: a mask in hex ("0x5"), an address
+// as six lower-case hex pairs joined by colons.
+std::string hexText(uint64_t v);
+std::string macText(const uint8_t* b);
+
 // The client of an indication without a record of its own (default_profile, stop_all).
 size_t client(const fields::Field& f);
 // The dsd field of a map (0 when not given).

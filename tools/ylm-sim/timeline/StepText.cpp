@@ -13,18 +13,7 @@
 namespace ylmsim {
 namespace {
 
-std::string hex(uint64_t v) {
-    std::ostringstream out;
-    out << "0x" << std::hex << v;
-    return out.str();
-}
-
-std::string macText(const uint8_t* b) {
-    char buf[18];
-    std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", b[0], b[1], b[2], b[3], b[4],
-                  b[5]);
-    return buf;
-}
+using records::macText;
 
 // A text field of a record, read no further than the field.
 template <size_t N>
@@ -86,8 +75,8 @@ std::string ssidEntry(const dsd_wifi_ident_ssid_type_v01& e) {
 }
 
 std::string startMeasurement(const dsd_start_wifi_meas_ind_msg_v01& ind) {
-    std::string out =
-        "meas_id=" + std::to_string(ind.meas_id) + " meas_param_mask=" + hex(ind.meas_param_mask);
+    std::string out = "meas_id=" + std::to_string(ind.meas_id) +
+                      " meas_param_mask=" + records::hexText(ind.meas_param_mask);
     if (ind.sampling_interval_valid != 0) {
         out += " sampling_interval=" + std::to_string(ind.sampling_interval);
     }
@@ -138,8 +127,8 @@ std::string profileMask(const dsd_wqe_profile_type_ind_msg_v01& ind) {
             names += " " + std::to_string(p);
         }
     }
-    std::string out = "profile_type_mask=" + hex(ind.profile_type_mask) + " (profiles" +
-                      (names.empty() ? " none" : names) + ")";
+    std::string out = "profile_type_mask=" + records::hexText(ind.profile_type_mask) +
+                      " (profiles" + (names.empty() ? " none" : names) + ")";
     if (ind.meas_id_valid != 0) {
         out += " meas_id=" + std::to_string(ind.meas_id);
     }
